@@ -1,0 +1,176 @@
+// fmdb.h — the database layer: a SQLite connection, its result sets and a
+// transaction queue.
+//
+// VEQFMDatabase wraps one sqlite3 connection.
+//   * executeUpdate(sql, args) binds `args` to the statement's parameters in
+//     order (?1, ?2, ...) and steps it to completion. Binding by kind: null →
+//     NULL, boolean → 0/1, integer → INTEGER, real → REAL, text → TEXT, array
+//     or dictionary → its JSON text.
+//   * Argument count rule: the list must hold exactly as many values as the
+//     statement has parameters. A statement written with explicitly numbered
+//     parameters (?NNN) may be given fewer: the parameters past the end of
+//     the list stay NULL. Anonymous `?` parameters must all be bound, so a
+//     short list for an ordinary statement fails instead of writing NULLs.
+//     More values than parameters always fail.
+//   * Every statement text is prepared once per connection and kept in a
+//     bounded least-recently-used cache (default 256 statements), so
+//     repeating texts (the catalogue's statements, a model's UPDATE/INSERT)
+//     cost one preparation. A statement in use by an open result set is not
+//     reused until that result set closes.
+//   * Failures never throw: the call returns false (or nullptr), the message
+//     is kept in lastErrorMessage(), and failedStatementCount() counts it.
+//
+// VEQFMResultSet steps a query; it releases its statement back to the cache
+// when closed or destroyed. Column look-ups by name are case-insensitive.
+//
+// VEQFMDatabaseQueue serialises access to one database. inTransaction runs
+// its callback synchronously on the calling thread between BEGIN and COMMIT,
+// and rolls back instead when the callback sets *rollback. The queue is not
+// re-entrant: calling it from inside its own callback is a programming error.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "collaborators/value.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace veq {
+
+class VEQFMDatabase;
+
+class VEQFMResultSet {
+ public:
+  ~VEQFMResultSet();
+  VEQFMResultSet(const VEQFMResultSet&) = delete;
+  VEQFMResultSet& operator=(const VEQFMResultSet&) = delete;
+
+  // Advances to the next row; false at the end or on error.
+  bool next();
+  void close();
+
+  int columnCount() const;
+  std::string columnName(int index) const;
+  // -1 when the current statement has no such column.
+  int columnIndexForName(std::string_view name) const;
+
+  bool columnIsNull(std::string_view name) const;
+  std::string stringForColumn(std::string_view name) const;  // NULL → ""
+  int64_t longLongIntForColumn(std::string_view name) const;
+  int intForColumn(std::string_view name) const;
+  bool boolForColumn(std::string_view name) const;
+  double doubleForColumn(std::string_view name) const;
+  VEQValue objectForColumn(std::string_view name) const;
+  VEQValue objectForColumnIndex(int index) const;
+  // The current row as a dictionary of column name to value.
+  VEQDict resultDictionary() const;
+
+ private:
+  friend class VEQFMDatabase;
+  VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, std::string sql);
+
+  VEQFMDatabase* db_;
+  sqlite3_stmt* stmt_;
+  std::string sql_;
+};
+
+class VEQFMDatabase {
+ public:
+  explicit VEQFMDatabase(std::string path);
+  ~VEQFMDatabase();
+  VEQFMDatabase(const VEQFMDatabase&) = delete;
+  VEQFMDatabase& operator=(const VEQFMDatabase&) = delete;
+
+  static std::shared_ptr<VEQFMDatabase> databaseWithPath(std::string path);
+
+  const std::string& databasePath() const { return path_; }
+
+  // Opens read-write, creating the file if needed. True when the database
+  // is open or could be opened.
+  bool open();
+  // Opens with explicit sqlite3_open_v2 flags (e.g. read-only for a legacy
+  // store). Also checks that the file is a readable SQLite database.
+  bool openWithFlags(int flags);
+  bool close();
+  bool isOpen() const { return db_ != nullptr; }
+
+  bool executeUpdate(std::string_view sql, const VEQArray& args = {});
+  std::unique_ptr<VEQFMResultSet> executeQuery(std::string_view sql, const VEQArray& args = {});
+  // Runs several ';'-separated statements without arguments (schema scripts).
+  bool executeStatements(std::string_view sql);
+
+  bool beginTransaction();
+  bool commit();
+  bool rollback();
+  bool isInTransaction() const;
+
+  std::string lastErrorMessage() const { return lastError_; }
+  int lastErrorCode() const { return lastErrorCode_; }
+  bool hadError() const { return lastErrorCode_ != 0; }
+  // Statements that failed (prepare, bind or step) since this object was made.
+  int64_t failedStatementCount() const { return failedStatements_; }
+  int64_t lastInsertRowId() const;
+  int changes() const;
+
+  // Statement cache.
+  void setMaxCachedStatements(size_t n);
+  size_t cachedStatementCount() const { return cache_.size(); }
+  // Number of sqlite3_prepare calls made so far (for tests and profiling).
+  int64_t prepareCount() const { return prepares_; }
+
+  sqlite3* sqliteHandle() const { return db_; }
+
+ private:
+  friend class VEQFMResultSet;
+
+  sqlite3_stmt* acquireStatement(std::string_view sql);
+  void releaseStatement(sqlite3_stmt* stmt, const std::string& sql);
+  bool bindArguments(sqlite3_stmt* stmt, const VEQArray& args);
+  void recordError(std::string message, int code);
+  void clearError();
+  void finalizeAll();
+
+  struct CacheEntry {
+    sqlite3_stmt* stmt;
+    std::list<std::string>::iterator lru;
+    bool inUse;
+  };
+
+  std::string path_;
+  sqlite3* db_ = nullptr;
+  std::unordered_map<std::string, CacheEntry> cache_;
+  std::list<std::string> lru_;  // front = most recently used
+  size_t maxCached_ = 256;
+  std::string lastError_;
+  int lastErrorCode_ = 0;
+  int64_t failedStatements_ = 0;
+  int64_t prepares_ = 0;
+};
+
+class VEQFMDatabaseQueue {
+ public:
+  explicit VEQFMDatabaseQueue(std::shared_ptr<VEQFMDatabase> db);
+  // Opens (read-write, creating) the database at `path`; the queue's
+  // database() reports isOpen() false when that failed.
+  static std::shared_ptr<VEQFMDatabaseQueue> databaseQueueWithPath(std::string path);
+
+  void inDatabase(const std::function<void(VEQFMDatabase* db)>& block);
+  void inTransaction(const std::function<void(VEQFMDatabase* db, bool* rollback)>& block);
+
+  const std::shared_ptr<VEQFMDatabase>& database() const { return db_; }
+
+ private:
+  std::shared_ptr<VEQFMDatabase> db_;
+  std::mutex mutex_;
+};
+
+}  // namespace veq

@@ -1,0 +1,84 @@
+// sync_sql_manager.h — the SQL catalogue of the new health tables.
+//
+// The new schema's health tables (sport, sleep, heart rate, blood pressure
+// and GPS, each a day/head table and an item table, plus weight and
+// activity) are described in docs/schema.md. Every table starts with the
+// six base columns that the base values fill, then the record's own columns
+// in the order the conversions bind them.
+//
+// Exists-query builders return a complete SELECT of "pk" with the keys pasted
+// in as quoted literals; each query is served by an index of its table.
+// The statements take ?-placeholders: an INSERT takes the base values and
+// the record's values, the matching UPDATE the same plus the primary key
+// last. The GPS statements accept both writers' layouts (with and without
+// the day time stamp); see docs/schema.md.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace veq {
+
+class VEQSyncSqlManager {
+ public:
+  static const VEQSyncSqlManager& shareInstance();
+
+  // Day / head records: (day or time stamp text, device key).
+  static std::string querySportExistSqlStr(std::string_view timeStr, std::string_view macAddr);
+  static std::string querySleepExistSqlStr(std::string_view timeStr, std::string_view macAddr);
+  static std::string queryHrExistSqlStr(std::string_view timeStr, std::string_view macAddr);
+  static std::string queryBpExistSqlStr(std::string_view timeStr, std::string_view macAddr);
+  static std::string queryGpsExistSqlStr(std::string_view timeStr, std::string_view macAddr);
+  static std::string queryActivityExistSqlStr(std::string_view timeStr, std::string_view macAddr);
+  // Item records: (parent stamp text, serial number, device key).
+  static std::string querySportItemExistSqlStr(std::string_view timeStr, int64_t serialNumber, std::string_view macAddr);
+  static std::string querySleepItemExistSqlStr(std::string_view timeStr, int64_t serialNumber, std::string_view macAddr);
+  static std::string queryHrItemExistSqlStr(std::string_view timeStr, int64_t serialNumber, std::string_view macAddr);
+  static std::string queryBpItemExistSqlStr(std::string_view timeStr, int64_t serialNumber, std::string_view macAddr);
+  static std::string queryGpsItemExistSqlStr(std::string_view timeStr, int64_t serialNumber, std::string_view macAddr);
+  // Weight: the day stamp alone.
+  static std::string queryWeightExistSqlStr(std::string_view dayStr);
+
+  const std::string& sportInsertSqlStr() const;
+  const std::string& sportUpdateSqlStr() const;
+  const std::string& sportItemInsertSqlStr() const;
+  const std::string& sportItemUpdateSqlStr() const;
+  const std::string& sleepInsertSqlStr() const;
+  const std::string& sleepUpdateSqlStr() const;
+  const std::string& sleepItemInsertSqlStr() const;
+  const std::string& sleepItemUpdateSqlStr() const;
+  const std::string& hrInsertSqlStr() const;
+  const std::string& hrUpdateSqlStr() const;
+  const std::string& hrItemInsertSqlStr() const;
+  const std::string& hrItemUpdateSqlStr() const;
+  const std::string& bpInsertSqlStr() const;
+  const std::string& bpUpdateSqlStr() const;
+  const std::string& bpItemInsertSqlStr() const;
+  const std::string& bpItemUpdateSqlStr() const;
+  const std::string& gpsInsertSqlStr() const;
+  const std::string& gpsUpdateSqlStr() const;
+  const std::string& gpsItemInsertSqlStr() const;
+  const std::string& gpsItemUpdateSqlStr() const;
+  const std::string& weightInsertSqlStr() const;
+  const std::string& weightUpdateSqlStr() const;
+  const std::string& activityInsertSqlStr() const;
+  const std::string& activityUpdateSqlStr() const;
+
+  // CREATE TABLE / CREATE INDEX statements of every health table, each safe
+  // to run on a database that already has them.
+  static std::string healthSchemaSql();
+  // Names of the health tables, in schema order.
+  static const std::vector<std::string>& healthTableNames();
+
+  VEQSyncSqlManager(const VEQSyncSqlManager&) = delete;
+  VEQSyncSqlManager& operator=(const VEQSyncSqlManager&) = delete;
+
+ private:
+  VEQSyncSqlManager();
+  struct Statements;
+  const Statements& s() const;
+};
+
+}  // namespace veq
