@@ -1,0 +1,75 @@
+// driver.cpp — the one routine behind both migration drivers.
+
+#include "migration/driver.h"
+
+#include <stdexcept>
+#include <vector>
+
+#include "collaborators/old_db_manager.h"
+
+namespace veq {
+
+const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& spec, std::string_view tableName) {
+  for (const VEQDriverRoute& route : spec.routes) {
+    if (route.tableName == tableName) return &route;
+  }
+  return nullptr;
+}
+
+void veqRunDriver(const VEQDriverSpec& spec, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
+                  VEQFMDatabaseQueue* oldQueue, const VEQProDBManager::CompletionCallback& callback) {
+  if (tableName.empty()) {
+    if (!callback) {
+      if (spec.emptyNameNeedsCallback) {
+        throw std::invalid_argument("migration driver: an empty table name needs a completion callback");
+      }
+      return;
+    }
+    callback(tableName, nullptr, true);
+    return;
+  }
+
+  VEQProDBManager::setCurrentDateStr("");
+  VEQProDBManager::setSerialNumber(0);
+
+  if (tableName == spec.acknowledgedTable) {
+    const std::vector<VEQDict> rows = VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName);
+    if (callback) {
+      for (size_t i = 0; i < rows.size(); ++i) callback(tableName, nullptr, true);
+    }
+    return;
+  }
+
+  // Shared with the transaction block; the queue runs the block synchronously,
+  // so capturing by reference is safe.
+  bool result = true;
+  dbQueue->inTransaction([&](VEQFMDatabase* db, bool* /*rollback*/) {
+    const std::vector<VEQDict> rows = VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName);
+    if (rows.empty()) return;
+
+    if (!db->open()) {
+      if (spec.onOpenFailure == VEQOpenFailure::kReportNothing) {
+        result = false;
+        return;
+      }
+      if (callback) {
+        for (size_t i = 0; i < rows.size(); ++i) callback(tableName, db, result);
+      }
+      return;
+    }
+
+    const VEQDriverRoute* route = veqFindRoute(spec, tableName);
+    if (route == nullptr) return;
+
+    for (const VEQDict& row : rows) {
+      {
+        // The row's conversion and all its temporaries end here, before the
+        // report, so a long table migrates in bounded memory.
+        result = route->convert(row, oldQueue, db);
+      }
+      if (callback) callback(tableName, db, result);
+    }
+  });
+}
+
+}  // namespace veq

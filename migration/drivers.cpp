@@ -1,0 +1,97 @@
+// drivers.cpp — the two public drivers and their dispatch tables.
+//
+// Each dispatch table lists, in the order the names are tested, the legacy
+// tables a driver converts and the routine for each. A table whose routine is
+// not part of the build is simply absent (and therefore ignored). To add a
+// table, add one row at its place in the order; the comments mark the groups.
+
+#include <string>
+#include <vector>
+
+#include "migration/driver.h"
+#include "migration/pro_db_manager.h"
+
+namespace veq {
+namespace {
+
+using M = VEQProDBManager;
+
+// Legacy iOS store. "t_smart_device" must stay first.
+const std::vector<VEQDriverRoute>& jkdbRoutes() {
+  static const std::vector<VEQDriverRoute> routes = {
+      // Device settings, in this order: t_smart_device, t_user, t_live_data,
+      // t_lost_find, t_screen_light, t_notice, t_set_alarm, t_set_unit,
+      // t_long_sit, t_hand_gesture, t_find_phone, t_musci_on,
+      // t_do_not_disturb, t_heart_rate_interval, t_handel_type,
+      // t_heart_rate_mode, t_land_scape, t_sos_model, t_psrm_data,
+      // t_weather_switch, t_short_cut, t_watch_dia.
+
+      // Function tables, in this order: t_func_table, t_func_main,
+      // t_func_control, t_table_call, t_func_notify, t_func_notify1,
+      // t_func_other, t_func_sms, t_func_type, t_other_func_2, t_sport_type0,
+      // t_sport_type1, t_sport_type2, t_sport_type4 (→ type 3), t_main1,
+      // t_func_ex_table, t_lang_support, t_langSupport (→ lang),
+      // t_lang_support1, t_ex_lang_support (→ lang 1).
+
+      // Health, in this order: t_gps_data, t_sport_data, t_sport_item,
+      // t_sleep_head, t_sleep_item, t_heart_rate_data, t_heart_rate_item,
+      // t_active_data.
+
+      // Menstruation settings: t_menstruationInfo, t_menstruationRemind.
+  };
+  return routes;
+}
+
+// Health tables of the two Android stores, then four legacy iOS health tables.
+const std::vector<VEQDriverRoute>& healthRoutes() {
+  static const std::vector<VEQDriverRoute> routes = {
+      // Android, in this order: HEALTH_HEART_RATE, HEALTH_HEART_RATE_ITEM,
+      // HEALTH_SLEEP, HEALTH_SLEEP_ITEM, HEALTH_SPORT, HEALTH_SPORT_ITEM,
+      // ADDWEIGHTDADA, ACTIVITY_DATA, HEALTH_BLOOD_PRESSED,
+      // HEALTH_BLOOD_PRESSED_ITEM, HEALTH_GPS, HEALTH_GPS_ITEM.
+
+      // Legacy iOS, in this order: t_blood_presure, t_blood_item,
+      // t_and_weight_data, t_active_data (the iOS activity routine, not the
+      // one the legacy iOS driver uses).
+  };
+  return routes;
+}
+
+// The legacy iOS driver reports an empty name only to a callback that was
+// given, and acknowledges every row as done when the database will not open.
+VEQDriverSpec jkdbSpec() {
+  return {"t_user_device", /*emptyNameNeedsCallback=*/false, VEQOpenFailure::kReportEveryRow, jkdbRoutes()};
+}
+
+// The health driver requires a callback for an empty name and stays silent
+// when the database will not open.
+VEQDriverSpec healthSpec() {
+  return {"BASIC_INFOS", /*emptyNameNeedsCallback=*/true, VEQOpenFailure::kReportNothing, healthRoutes()};
+}
+
+std::vector<std::string> namesOf(const std::vector<VEQDriverRoute>& routes) {
+  std::vector<std::string> names;
+  names.reserve(routes.size());
+  for (const VEQDriverRoute& route : routes) names.emplace_back(route.tableName);
+  return names;
+}
+
+}  // namespace
+
+void VEQProDBManager::jkdbDataMigrationWithTableName(const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
+                                                     VEQFMDatabaseQueue* oldQueue,
+                                                     const CompletionCallback& saveSetUpComplete) {
+  veqRunDriver(jkdbSpec(), tableName, dbQueue, oldQueue, saveSetUpComplete);
+}
+
+void VEQProDBManager::androidDataMigrationWithTableName(const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
+                                                        VEQFMDatabaseQueue* oldQueue,
+                                                        const CompletionCallback& saveHealthComplete) {
+  veqRunDriver(healthSpec(), tableName, dbQueue, oldQueue, saveHealthComplete);
+}
+
+std::vector<std::string> VEQProDBManager::jkdbMigratableTableNames() { return namesOf(jkdbRoutes()); }
+
+std::vector<std::string> VEQProDBManager::androidMigratableTableNames() { return namesOf(healthRoutes()); }
+
+}  // namespace veq
