@@ -6,8 +6,17 @@
 // 1970-01-01T00:00:00Z. The legacy date forms each function accepts are
 // listed in docs/dates.md.
 //
+// Wall-clock rules of the zone: a local time skipped by a forward change
+// (daylight saving) moves forward by the length of the gap; a local time that
+// occurs twice takes the earlier instant. Out-of-range fields normalise the
+// way a calendar does (month 13 is January of the next year, day 0 the last
+// day of the previous month).
+//
 // "Now" can be fixed for tests and reproducible runs (setFixedNow); the
 // current year that the migration compares legacy years with comes from it.
+//
+// The zone is process-wide and meant to be set before a run; conversions are
+// cheap enough to be called several times per legacy row.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +42,8 @@ struct VEQDateComponents {
 class VEQSDKUtility {
  public:
   // Time zone by IANA name ("Europe/Berlin", "UTC"); "" selects the system's
-  // local zone. Returns false (and keeps the current zone) for an unknown name.
+  // local zone ($TZ, else /etc/localtime, else UTC). Returns false (and keeps
+  // the current zone) for an unknown name.
   static bool setTimeZone(const std::string& name);
   static std::string timeZoneName();
 
@@ -42,17 +52,20 @@ class VEQSDKUtility {
   static int64_t now();
   static int64_t currentYear();
 
-  // A date-time text of digits ("YYYYMMDDhhmmss", "YYYYMMDD", or a time
-  // stamp that passes through) → time-stamp text.
+  // A date-time text ("YYYYMMDDhhmmss", "YYYYMMDD", "yyyy-MM-dd HH:mm:ss",
+  // "yyyy-MM-dd", or digits of another length: a time stamp that passes
+  // through) → time-stamp text; "0" for anything else.
   static std::string timeStampFromtimeStr(std::string_view timeStr);
   // Time-stamp text (seconds) → calendar components.
   static VEQDateComponents dateComponentsWithDateStr(std::string_view dateStr);
   // Start of the civil day → time-stamp text (the day stamp).
   static std::string get1970timeTempWithYear(int64_t year, int64_t andMonth, int64_t andDay);
-  // A legacy date-time text → time-stamp text.
+  // A legacy date-time text → time-stamp text: the forms above, except that
+  // a time stamp of 13 or more digits is in milliseconds.
   static std::string get1970timeTempWithDateStr(std::string_view dateStr);
   // Binary digits of a legacy bit field, most significant first, padded to
-  // at least eight digits; each entry is the integer 0 or 1.
+  // at least eight digits; each entry is the integer 0 or 1. A negative
+  // field gives the 32 digits of its 32-bit two's complement.
   static VEQArray getBinaryByDecimal(int64_t decimal);
 };
 

@@ -1,0 +1,293 @@
+#include "collaborators/sdk_utility.h"
+
+#include <date/tz.h>
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <cstdlib>
+#include <exception>
+
+namespace veq {
+
+namespace {
+
+constexpr int64_t kSecondsPerDay = 86400;
+// Zone look-ups are clamped to about ±28,500 years around 1970, inside the
+// range the tz library's year type can represent; the zone's offset is
+// constant that far out anyway.
+constexpr int64_t kLookupLimit = 900'000'000'000;
+// Civil fields handed to get1970timeTempWithYear are clamped to this range so
+// that the arithmetic below cannot overflow.
+constexpr int64_t kFieldLimit = 1'000'000'000;
+
+int64_t floorDiv(int64_t a, int64_t b) {
+  int64_t q = a / b;
+  if (a % b != 0 && ((a < 0) != (b < 0))) --q;
+  return q;
+}
+
+// Days since 1970-01-01 of a proleptic Gregorian date (month 1-12; the day
+// may be any number and simply counts on from the first of the month).
+int64_t daysFromCivil(int64_t y, int64_t m, int64_t d) {
+  y -= m <= 2;
+  const int64_t era = floorDiv(y, 400);
+  const int64_t yoe = y - era * 400;
+  const int64_t doy = (153 * (m > 2 ? m - 3 : m + 9) + 2) / 5;
+  const int64_t doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return era * 146097 + doe - 719468 + (d - 1);
+}
+
+void civilFromDays(int64_t z, VEQDateComponents* c) {
+  z += 719468;
+  const int64_t era = floorDiv(z, 146097);
+  const int64_t doe = z - era * 146097;
+  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const int64_t mp = (5 * doy + 2) / 153;
+  c->day = doy - (153 * mp + 2) / 5 + 1;
+  c->month = mp < 10 ? mp + 3 : mp - 9;
+  c->year = yoe + era * 400 + (c->month <= 2);
+}
+
+// Local seconds (seconds since 1970-01-01 00:00 on the zone's wall clock) of
+// civil fields, normalised the way a calendar does: month 13 is January of
+// the next year, day 0 the last day of the previous month, hour 24 the next
+// day.
+int64_t localSeconds(int64_t y, int64_t m, int64_t d, int64_t hh = 0, int64_t mi = 0,
+                     int64_t ss = 0) {
+  const int64_t yearShift = floorDiv(m - 1, 12);
+  y += yearShift;
+  m -= yearShift * 12;
+  return daysFromCivil(y, m, d) * kSecondsPerDay + hh * 3600 + mi * 60 + ss;
+}
+
+// ---- The configured zone ----
+
+const date::time_zone* locateOrNull(std::string_view name) {
+  try {
+    return date::locate_zone(name);
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+// The system's zone: $TZ when it names a known zone, else the zone that
+// /etc/localtime points at, else UTC.
+const date::time_zone* systemZone() {
+  if (const char* tz = std::getenv("TZ"); tz && *tz) {
+    std::string_view name(tz);
+    if (name.front() == ':') name.remove_prefix(1);
+    if (const date::time_zone* z = locateOrNull(name)) return z;
+  }
+  try {
+    return date::current_zone();
+  } catch (const std::exception&) {
+    return locateOrNull("Etc/UTC");
+  }
+}
+
+// The configured zone; nullptr when no tz database is installed (plain UTC).
+const date::time_zone*& currentZone() {
+  static const date::time_zone* zone = systemZone();
+  return zone;
+}
+
+std::optional<int64_t>& fixedNow() {
+  static std::optional<int64_t> value;
+  return value;
+}
+
+// The offset span met last; rows of one table fall mostly in one span, so
+// this spares the zone's binary search and its abbreviation copy.
+struct OffsetSpan {
+  const date::time_zone* zone = nullptr;
+  int64_t begin = 0;
+  int64_t end = 0;
+  int64_t offset = 0;
+};
+thread_local OffsetSpan tSpan;
+
+void remember(const date::time_zone* zone, const date::sys_info& info) {
+  tSpan.zone = zone;
+  tSpan.begin = info.begin.time_since_epoch().count();
+  tSpan.end = info.end.time_since_epoch().count();
+  tSpan.offset = info.offset.count();
+}
+
+// UTC offset in effect at the instant `t`.
+int64_t offsetAt(int64_t t) {
+  const date::time_zone* zone = currentZone();
+  if (!zone) return 0;
+  if (tSpan.zone == zone && t >= tSpan.begin && t < tSpan.end) return tSpan.offset;
+  try {
+    const int64_t q = std::clamp(t, -kLookupLimit, kLookupLimit);
+    const date::sys_info info = zone->get_info(date::sys_seconds{std::chrono::seconds{q}});
+    remember(zone, info);
+    return info.offset.count();
+  } catch (const std::exception&) {
+    return 0;
+  }
+}
+
+// The instant at which the zone's wall clock shows `local`. A wall time
+// skipped by a forward change is read with the offset before the change, so
+// it lands as far past the change as it was past the gap's start; a wall time
+// that occurs twice takes the earlier instant.
+int64_t instantFromLocal(int64_t local) {
+  const date::time_zone* zone = currentZone();
+  if (!zone) return local;
+  if (tSpan.zone == zone) {
+    // Well inside a span (two days away from its ends, more than any offset
+    // change) the wall time is unique.
+    const int64_t candidate = local - tSpan.offset;
+    if (candidate >= tSpan.begin + 2 * kSecondsPerDay && candidate < tSpan.end - 2 * kSecondsPerDay)
+      return candidate;
+  }
+  try {
+    const int64_t q = std::clamp(local, -kLookupLimit, kLookupLimit);
+    const date::local_info info = zone->get_info(date::local_seconds{std::chrono::seconds{q}});
+    remember(zone, info.first);
+    return local - info.first.offset.count();
+  } catch (const std::exception&) {
+    return local;
+  }
+}
+
+VEQDateComponents componentsAt(int64_t t) {
+  // Split first and add the offset to the second of the day, so that even
+  // the extreme time stamps cannot overflow.
+  int64_t days = t / kSecondsPerDay;
+  int64_t secondOfDay = t % kSecondsPerDay;
+  secondOfDay += offsetAt(t);
+  days += floorDiv(secondOfDay, kSecondsPerDay);
+  secondOfDay -= floorDiv(secondOfDay, kSecondsPerDay) * kSecondsPerDay;
+  VEQDateComponents c;
+  civilFromDays(days, &c);
+  c.hour = secondOfDay / 3600;
+  c.minute = secondOfDay / 60 % 60;
+  c.second = secondOfDay % 60;
+  return c;
+}
+
+// ---- Legacy date texts ----
+
+bool allDigits(std::string_view s) {
+  return !s.empty() && std::all_of(s.begin(), s.end(), [](char ch) { return ch >= '0' && ch <= '9'; });
+}
+
+int64_t digitsValue(std::string_view s) {
+  int64_t v = 0;
+  for (char ch : s) v = v * 10 + (ch - '0');
+  return v;
+}
+
+// Whether `s` has the shape of `pattern`, where 'd' stands for a digit and
+// every other character for itself.
+bool matches(std::string_view s, std::string_view pattern) {
+  if (s.size() != pattern.size()) return false;
+  for (size_t i = 0; i < s.size(); ++i) {
+    if (pattern[i] == 'd' ? (s[i] < '0' || s[i] > '9') : s[i] != pattern[i]) return false;
+  }
+  return true;
+}
+
+struct CivilForm {
+  std::string_view pattern;
+  // Offsets of year, month, day, hour, minute, second; -1 for an absent
+  // field (taken as 0).
+  int at[6];
+  int width[6];
+};
+
+constexpr CivilForm kCivilForms[] = {
+    {"dddddddddddddd", {0, 4, 6, 8, 10, 12}, {4, 2, 2, 2, 2, 2}},
+    {"dddddddd", {0, 4, 6, -1, -1, -1}, {4, 2, 2, 0, 0, 0}},
+    {"dddd-dd-dd dd:dd:dd", {0, 5, 8, 11, 14, 17}, {4, 2, 2, 2, 2, 2}},
+    {"dddd-dd-dd", {0, 5, 8, -1, -1, -1}, {4, 2, 2, 0, 0, 0}},
+};
+
+// A legacy date text read as an instant. Civil forms are wall-clock times
+// in the zone; a text of digits with an optional sign is a time stamp
+// already, in milliseconds when `millisFromDigits` is not 0 and the text has
+// at least that many digits.
+int64_t legacyInstant(std::string_view s, size_t millisFromDigits) {
+  for (const CivilForm& form : kCivilForms) {
+    if (!matches(s, form.pattern)) continue;
+    int64_t f[6];
+    for (int i = 0; i < 6; ++i)
+      f[i] = form.at[i] < 0 ? 0 : digitsValue(s.substr(form.at[i], form.width[i]));
+    return instantFromLocal(localSeconds(f[0], f[1], f[2], f[3], f[4], f[5]));
+  }
+  std::string_view digits = s;
+  if (!digits.empty() && (digits.front() == '+' || digits.front() == '-')) digits.remove_prefix(1);
+  if (!allDigits(digits)) return 0;
+  const int64_t stamp = VEQValue(s).integerValue();  // saturates like the platform
+  if (millisFromDigits && digits.size() >= millisFromDigits) return stamp / 1000;
+  return stamp;
+}
+
+}  // namespace
+
+// ---- Zone and clock ----
+
+bool VEQSDKUtility::setTimeZone(const std::string& name) {
+  if (name.empty()) {
+    currentZone() = systemZone();
+    return true;
+  }
+  const date::time_zone* zone = locateOrNull(name);
+  if (!zone) return false;
+  currentZone() = zone;
+  return true;
+}
+
+std::string VEQSDKUtility::timeZoneName() {
+  const date::time_zone* zone = currentZone();
+  return zone ? std::string(zone->name()) : std::string("UTC");
+}
+
+void VEQSDKUtility::setFixedNow(std::optional<int64_t> epochSeconds) { fixedNow() = epochSeconds; }
+
+int64_t VEQSDKUtility::now() {
+  if (fixedNow()) return *fixedNow();
+  using namespace std::chrono;
+  return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
+
+int64_t VEQSDKUtility::currentYear() { return componentsAt(now()).year; }
+
+// ---- Conversions ----
+
+std::string VEQSDKUtility::timeStampFromtimeStr(std::string_view timeStr) {
+  return std::to_string(legacyInstant(timeStr, 0));
+}
+
+VEQDateComponents VEQSDKUtility::dateComponentsWithDateStr(std::string_view dateStr) {
+  return componentsAt(VEQValue(dateStr).integerValue());
+}
+
+std::string VEQSDKUtility::get1970timeTempWithYear(int64_t year, int64_t andMonth, int64_t andDay) {
+  const auto clampField = [](int64_t v) { return std::clamp(v, -kFieldLimit, kFieldLimit); };
+  // Local midnight; when midnight is skipped, the gap rule of
+  // instantFromLocal yields the first instant the day has.
+  return std::to_string(
+      instantFromLocal(localSeconds(clampField(year), clampField(andMonth), clampField(andDay))));
+}
+
+std::string VEQSDKUtility::get1970timeTempWithDateStr(std::string_view dateStr) {
+  return std::to_string(legacyInstant(dateStr, 13));
+}
+
+VEQArray VEQSDKUtility::getBinaryByDecimal(int64_t decimal) {
+  // Negative fields are shown as the 32-bit two's complement of their low
+  // 32 bits, the width the legacy devices store bit fields in.
+  const uint64_t bits = decimal < 0 ? static_cast<uint32_t>(decimal) : static_cast<uint64_t>(decimal);
+  const int width = std::max(decimal < 0 ? 32 : 8, static_cast<int>(std::bit_width(bits)));
+  VEQArray digits;
+  digits.reserve(static_cast<size_t>(width));
+  for (int i = width - 1; i >= 0; --i) digits.emplace_back(static_cast<int>((bits >> i) & 1));
+  return digits;
+}
+
+}  // namespace veq

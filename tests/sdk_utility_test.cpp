@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <climits>
+
+#include "collaborators/sdk_utility.h"
+
+namespace veq {
+namespace {
+
+using U = VEQSDKUtility;
+
+// Every test runs in a zone of its choice and leaves zone and clock as found.
+class SDKUtility : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    savedZone_ = U::timeZoneName();
+    ASSERT_TRUE(U::setTimeZone("UTC"));
+  }
+  void TearDown() override {
+    U::setTimeZone(savedZone_);
+    U::setFixedNow(std::nullopt);
+  }
+  static VEQDateComponents at(const std::string& stamp) { return U::dateComponentsWithDateStr(stamp); }
+
+ private:
+  std::string savedZone_;
+};
+
+TEST_F(SDKUtility, LegacyFormsInUtc) {
+  EXPECT_EQ(U::timeStampFromtimeStr("20240315"), "1710460800");
+  EXPECT_EQ(U::timeStampFromtimeStr("20240315123456"), "1710506096");
+  EXPECT_EQ(U::timeStampFromtimeStr("2024-03-15 12:34:56"), "1710506096");
+  EXPECT_EQ(U::timeStampFromtimeStr("2024-03-15"), "1710460800");
+  // Calendar normalisation of out-of-range fields.
+  EXPECT_EQ(U::timeStampFromtimeStr("20241301"), "1735689600");        // month 13
+  EXPECT_EQ(U::timeStampFromtimeStr("20240300"), "1709164800");        // day 0
+  EXPECT_EQ(U::timeStampFromtimeStr("20240314240000"), "1710460800");  // hour 24
+  // Other digit texts are time stamps already; everything else is 0.
+  EXPECT_EQ(U::timeStampFromtimeStr("1710506096"), "1710506096");
+  EXPECT_EQ(U::timeStampFromtimeStr("1710506096000"), "1710506096000");
+  EXPECT_EQ(U::timeStampFromtimeStr("0001"), "1");
+  EXPECT_EQ(U::timeStampFromtimeStr("-5"), "-5");
+  for (const char* bad : {"", "abc", "2024-3-15", " 20240315", "12a", "-"})
+    EXPECT_EQ(U::timeStampFromtimeStr(bad), "0") << bad;
+
+  EXPECT_EQ(U::get1970timeTempWithDateStr("1710506096999"), "1710506096");  // milliseconds
+  EXPECT_EQ(U::get1970timeTempWithDateStr("-1710506096999"), "-1710506096");
+  EXPECT_EQ(U::get1970timeTempWithDateStr("1710506096"), "1710506096");
+  EXPECT_EQ(U::get1970timeTempWithDateStr("20240315"), "1710460800");
+  EXPECT_EQ(U::get1970timeTempWithDateStr("20240315123456"), "1710506096");
+  EXPECT_EQ(U::get1970timeTempWithDateStr("x"), "0");
+}
+
+TEST_F(SDKUtility, CivilDatesRoundTripInEveryZone) {
+  const int64_t days[][3] = {{1970, 1, 1},  {2000, 2, 29},  {2024, 3, 31}, {2024, 10, 27},
+                             {1899, 12, 31}, {2567, 6, 15}, {3019, 12, 31}, {1119, 1, 1}};
+  for (const char* zone : {"UTC", "Europe/Berlin", "America/New_York", "Asia/Kolkata",
+                           "Australia/Lord_Howe", "Pacific/Kiritimati", "America/Havana"}) {
+    ASSERT_TRUE(U::setTimeZone(zone));
+    for (const auto& d : days) {
+      const VEQDateComponents midnight{d[0], d[1], d[2], 0, 0, 0};
+      EXPECT_EQ(at(U::get1970timeTempWithYear(d[0], d[1], d[2])), midnight) << zone << " " << d[0];
+      char text[32];
+      std::snprintf(text, sizeof text, "%04ld%02ld%02ld123456", static_cast<long>(d[0]),
+                    static_cast<long>(d[1]), static_cast<long>(d[2]));
+      const VEQDateComponents noon{d[0], d[1], d[2], 12, 34, 56};
+      EXPECT_EQ(at(U::timeStampFromtimeStr(text)), noon) << zone << " " << text;
+    }
+  }
+  ASSERT_TRUE(U::setTimeZone("Europe/Berlin"));
+  EXPECT_EQ(U::get1970timeTempWithYear(2024, 1, 15), "1705273200");  // 23:00 UTC the day before
+}
+
+TEST_F(SDKUtility, DaylightSavingGapsAndRepeats) {
+  ASSERT_TRUE(U::setTimeZone("Europe/Berlin"));
+  // 02:30 does not exist on 2024-03-31: it moves forward by the hour's gap.
+  EXPECT_EQ(U::timeStampFromtimeStr("20240331023000"), U::timeStampFromtimeStr("20240331033000"));
+  EXPECT_EQ(at(U::timeStampFromtimeStr("20240331023000")), (VEQDateComponents{2024, 3, 31, 3, 30, 0}));
+  // 02:30 occurs twice on 2024-10-27: the earlier instant (00:30 UTC) wins.
+  EXPECT_EQ(U::timeStampFromtimeStr("20241027023000"), "1729989000");
+
+  // In Havana the clocks skip midnight in March and repeat its hour in November.
+  ASSERT_TRUE(U::setTimeZone("America/Havana"));
+  EXPECT_EQ(U::get1970timeTempWithYear(2024, 3, 10), "1710046800");
+  EXPECT_EQ(at("1710046800"), (VEQDateComponents{2024, 3, 10, 1, 0, 0}));
+  EXPECT_EQ(U::get1970timeTempWithYear(2024, 11, 3), "1730606400");
+}
+
+TEST_F(SDKUtility, ComponentsOfAnyText) {
+  EXPECT_EQ(at("abc"), (VEQDateComponents{1970, 1, 1, 0, 0, 0}));
+  EXPECT_EQ(at("  42abc"), (VEQDateComponents{1970, 1, 1, 0, 0, 42}));
+  EXPECT_EQ(at("-1"), (VEQDateComponents{1969, 12, 31, 23, 59, 59}));
+  ASSERT_TRUE(U::setTimeZone("America/New_York"));
+  EXPECT_EQ(at("abc"), (VEQDateComponents{1969, 12, 31, 19, 0, 0}));
+  // Saturated stamps and absurd fields stay well-defined.
+  EXPECT_GT(at("99999999999999999999").year, 100000000);
+  EXPECT_LT(at("-99999999999999999999").year, -100000000);
+  EXPECT_FALSE(U::get1970timeTempWithYear(INT64_MAX, INT64_MIN, INT64_MAX).empty());
+}
+
+TEST_F(SDKUtility, ZoneSelectionAndFixedNow) {
+  EXPECT_FALSE(U::setTimeZone("Mars/Olympus_Mons"));
+  EXPECT_EQ(U::timeZoneName(), "UTC");
+  EXPECT_TRUE(U::setTimeZone(""));
+  EXPECT_FALSE(U::timeZoneName().empty());
+
+  ASSERT_TRUE(U::setTimeZone("UTC"));
+  U::setFixedNow(1704067199);  // 2023-12-31 23:59:59 UTC
+  EXPECT_EQ(U::now(), 1704067199);
+  EXPECT_EQ(U::currentYear(), 2023);
+  ASSERT_TRUE(U::setTimeZone("Europe/Berlin"));
+  EXPECT_EQ(U::currentYear(), 2024);
+  U::setFixedNow(std::nullopt);
+  const auto clock = std::chrono::duration_cast<std::chrono::seconds>(
+                         std::chrono::system_clock::now().time_since_epoch()).count();
+  EXPECT_LE(std::abs(U::now() - clock), 5);
+}
+
+std::string bits(int64_t n) {
+  std::string s;
+  for (const VEQValue& v : U::getBinaryByDecimal(n)) {
+    EXPECT_EQ(v.kind(), VEQValue::Kind::Integer);
+    s += v.description();
+  }
+  return s;
+}
+
+TEST(SDKUtilityBits, MostSignificantFirstPaddedToEight) {
+  EXPECT_EQ(bits(0), "00000000");
+  EXPECT_EQ(bits(5), "00000101");
+  EXPECT_EQ(bits(255), "11111111");
+  EXPECT_EQ(bits(256), "100000000");
+  EXPECT_EQ(bits(INT64_MAX), std::string(63, '1'));
+  EXPECT_EQ(bits(-1), std::string(32, '1'));
+  EXPECT_EQ(bits(-2), std::string(31, '1') + "0");
+}
+
+}  // namespace
+}  // namespace veq
