@@ -3,7 +3,8 @@
 // stringToObject parses JSON text into a value. Like the platform's parser,
 // only a top-level object or array counts: a scalar document, malformed text
 // or an empty text yields the null value. JSON numbers become integers when
-// they are whole and fit 64 bits, reals otherwise; true/false become booleans.
+// written without a fraction or exponent and fit 64 bits, reals otherwise
+// ("1.0" stays a real); true/false become booleans.
 //
 // objectToJsonString writes a value as compact JSON text (keys in the order
 // the dictionary holds them). It yields no text for a value that is not an
