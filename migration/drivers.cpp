@@ -36,6 +36,8 @@ const std::vector<VEQDriverRoute>& jkdbRoutes() {
       // Health, in this order: t_gps_data, t_sport_data, t_sport_item,
       // t_sleep_head, t_sleep_item, t_heart_rate_data, t_heart_rate_item,
       // t_active_data.
+      {"t_sport_data", &M::jkdbSportDataMigrationWithDic},
+      {"t_sport_item", &M::jkdbSportDataItemMigrationWithDic},
 
       // Menstruation settings: t_menstruationInfo, t_menstruationRemind.
   };
