@@ -1,0 +1,35 @@
+// database_inspection.h — checking, opening and measuring SQLite files.
+//
+// openCheckedDatabase refuses a file before any migration work starts:
+//   * a path that does not exist, is not a regular file or cannot be read;
+//   * a file that does not start with the SQLite header ("not a SQLite
+//     database"), including an empty file;
+//   * a file shorter than the size its header records ("truncated");
+//   * a file whose pages fail PRAGMA quick_check ("corrupt").
+// quick_check reads every page once but skips the index-content cross-check
+// of integrity_check; on a store of a million rows it costs a small fraction
+// of the migration, which reads every row anyway (see docs/tool.md).
+// The problem comes back as a short phrase for "veq-migrate: <file>: <problem>".
+//
+// tableNames and rowCount answer for any open database (legacy or new).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "collaborators/fmdb.h"
+
+namespace veq {
+
+// Opens `path` with sqlite3_open_v2 `flags` after the checks above; nullptr
+// and *problem on failure.
+std::shared_ptr<VEQFMDatabase> openCheckedDatabase(const std::string& path, int flags, std::string* problem);
+
+// Names of the ordinary tables (internal sqlite_ tables excluded).
+std::set<std::string> tableNames(VEQFMDatabase& db);
+// Rows of one table; -1 when the count cannot be read.
+int64_t rowCount(VEQFMDatabase& db, const std::string& table);
+
+}  // namespace veq

@@ -1,0 +1,48 @@
+// run_command.h — `veq-migrate run`: migrate legacy stores into a new database.
+//
+// runMigration works in three phases:
+//   1. Check, writing nothing: the time zone is known; every legacy store
+//      given opens read-only and passes the checks of database_inspection.h;
+//      the defaults file exists and holds a JSON object; the output is not one
+//      of the inputs, its directory exists, and it is absent, empty or a sound
+//      SQLite database; the JSON report's place is writable. The first
+//      problem is written to `err` as "veq-migrate: <file>: <problem>" and the
+//      result is 2.
+//   2. Set up: open or create the output (rollback journal, synchronous
+//      NORMAL, a 64 MiB page cache), install the schema, fill the device
+//      registries from the stores' device tables, hand the Android handles to
+//      the legacy reader, load the user defaults. An output that cannot be
+//      written is reported as in phase 1 (result 2), and a file this call
+//      created is removed again.
+//   3. Migrate every table of migration_plan.h that the store holds, each in
+//      its driver's one transaction, counting the driver's reports. Then save
+//      the user defaults, print the report to `out` (and as JSON to jsonPath)
+//      and return 0 when no report failed and no statement failed, else 1.
+//
+// A run interrupted in phase 3 loses only the table in progress: its
+// transaction is not committed, so SQLite discards it (on close, or on the
+// next open of the file after a kill). Registries and legacy handles are
+// cleared again when the call returns. One run at a time per process.
+#pragma once
+
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace veq {
+
+struct RunOptions {
+  std::string iosPath;           // "" when the store is not given
+  std::string androidPath;
+  std::string androidCloudPath;
+  std::string defaultsPath;      // "": no user defaults (empty store)
+  std::string outPath;
+  std::optional<std::string> timeZone;  // IANA name; none: the system zone
+  std::string jsonPath;          // "": no JSON report
+  bool progress = false;         // draw a progress line on `err`
+};
+
+// Exit status: 0 success, 1 finished with failures, 2 refused (nothing written).
+int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace veq
