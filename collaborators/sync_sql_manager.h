@@ -2,16 +2,16 @@
 //
 // The new schema's health tables (sport, sleep, heart rate, blood pressure
 // and GPS, each a day/head table and an item table, plus weight and
-// activity) are described in docs/schema.md. Every table starts with the
-// six base columns that the base values fill, then the record's own columns
-// in the order the conversions bind them.
+// activity) are described in docs/health_schema.md. Every table starts with
+// the six base columns that the base values fill, then the record's own
+// columns in the order the conversions bind them.
 //
 // Exists-query builders return a complete SELECT of "pk" with the keys pasted
 // in as quoted literals; each query is served by an index of its table.
 // The statements take ?-placeholders: an INSERT takes the base values and
 // the record's values, the matching UPDATE the same plus the primary key
 // last. The GPS statements accept both writers' layouts (with and without
-// the day time stamp); see docs/schema.md.
+// the day time stamp); see docs/health_schema.md.
 #pragma once
 
 #include <cstdint>
@@ -66,8 +66,8 @@ class VEQSyncSqlManager {
   const std::string& activityInsertSqlStr() const;
   const std::string& activityUpdateSqlStr() const;
 
-  // CREATE TABLE / CREATE INDEX statements of every health table, each safe
-  // to run on a database that already has them.
+  // CREATE TABLE / CREATE INDEX (and the GPS trigger) statements of every
+  // health table, each safe to run on a database that already has them.
   static std::string healthSchemaSql();
   // Names of the health tables, in schema order.
   static const std::vector<std::string>& healthTableNames();
