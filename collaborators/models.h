@@ -3,14 +3,25 @@
 // A model is a record of one new settings or capability table. What differs
 // between the model classes is data: each class has a VEQModelSchema naming
 // its table and its persisted properties in order, with a kind per property.
-// Column names are derived from property names by one rule: camelCase becomes
-// snake_case ("macAddr" → "mac_addr", "isOnWeChat" → "is_on_we_chat").
 // Every model persists `macAddr` and `migrationState`, placed after the
 // class's own properties unless the schema lists them itself.
 //
-// Property values start at their kind's zero: NO, 0, "" or an empty list.
-// Setting or reading a property the schema does not name is a programming
-// error and throws std::logic_error.
+// Column names are derived from property names by one rule (camelCase →
+// snake_case): an underscore goes before a capital that follows a lower-case
+// letter or a digit, and before the last capital of a run when a lower-case
+// letter follows it; then everything is lower-cased. So "macAddr" →
+// "mac_addr", "isOnWeChat" → "is_on_we_chat", "isOnQq" → "is_on_qq",
+// "HIDPhoto" → "hid_photo". Property names are camelCase, so runs of capitals
+// do not occur in practice; the rule only keeps them readable if they do.
+//
+// Property values start at their kind's zero: NO, 0, "", an empty list, and
+// the null value for an Object (which reads as 0 or ""). Setting a property
+// converts the value to the property's kind the way the platform's typed
+// setters do (boolValue, integerValue, description); an Object is kept as
+// given; an Array property accepts only a list (null clears it).
+// Setting or reading a property the schema does not name, or giving an Array
+// property something other than a list, is a programming error and throws
+// std::logic_error.
 #pragma once
 
 #include <cstdint>
@@ -35,15 +46,21 @@ struct VEQModelSchema {
   std::string className;
   std::string tableName;  // "" for models that are never stored
   std::vector<VEQPropertySpec> properties;  // persisted, in order
+  // Columns of the (non-unique) look-up index: "mac_addr", then any further
+  // key the record is looked up by ("alarm_id" for alarms).
+  std::vector<std::string> indexColumns;
 
   // Index of a property, or -1.
   int indexOf(std::string_view property) const;
-  // CREATE TABLE IF NOT EXISTS text: "pk" INTEGER PRIMARY KEY, then one
-  // column per property; plus an index on mac_addr.
+  // "CREATE TABLE IF NOT EXISTS <table> (pk INTEGER PRIMARY KEY
+  // AUTOINCREMENT, <column> <type>, ...);CREATE INDEX IF NOT EXISTS
+  // <table>_<index columns joined by _> ON <table>(<index columns>);".
+  // Types by kind: Bool and Integer INTEGER, Text and Array TEXT, Object
+  // none. "" for a model that is never stored.
   std::string createTableSql() const;
 };
 
-// camelCase → snake_case.
+// camelCase → snake_case, by the rule above.
 std::string veqColumnNameForProperty(std::string_view property);
 
 class VEQModel {
@@ -133,6 +150,8 @@ VEQ_DECLARE_MODEL(VEQSetSportShortcutInfoBluetoothModel)
 VEQ_DECLARE_MODEL(VEQSetWeatherSwitchInfoBluetoothModel)
 VEQ_DECLARE_MODEL(VEQSetShortcutInfoBluetoothModel)
 VEQ_DECLARE_MODEL(VEQSetWatchDiaInfoBluetoothModel)
+// The two menstrual-cycle models start with macAddr "" like every model; the
+// migration never sets it, so their records keep an empty device key.
 VEQ_DECLARE_MODEL(VEQSetMenstruationInfoBluetoothModel)
 VEQ_DECLARE_MODEL(VEQSetMenstruationRemindBluetoothModel)
 

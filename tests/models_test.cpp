@@ -1,0 +1,137 @@
+// Tests of the model schemas, the column-name rule and model values.
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <stdexcept>
+
+#include "collaborators/models.h"
+#include "collaborators/sdk_utility.h"
+
+namespace veq {
+namespace {
+
+TEST(ModelsTest, ColumnNamesAreSnakeCase) {
+  EXPECT_EQ(veqColumnNameForProperty("macAddr"), "mac_addr");
+  EXPECT_EQ(veqColumnNameForProperty("migrationState"), "migration_state");
+  EXPECT_EQ(veqColumnNameForProperty("isOnWeChat"), "is_on_we_chat");
+  EXPECT_EQ(veqColumnNameForProperty("isOnQq"), "is_on_qq");
+  EXPECT_EQ(veqColumnNameForProperty("isOnFaceBook"), "is_on_face_book");
+  EXPECT_EQ(veqColumnNameForProperty("goalSleepDataHour"), "goal_sleep_data_hour");
+  EXPECT_EQ(veqColumnNameForProperty("ch"), "ch");
+  // Runs of capitals form one word; a digit ends a word like a lower-case letter.
+  EXPECT_EQ(veqColumnNameForProperty("HIDPhoto"), "hid_photo");
+  EXPECT_EQ(veqColumnNameForProperty("hidPhoto"), "hid_photo");
+  EXPECT_EQ(veqColumnNameForProperty("type2Fitness"), "type2_fitness");
+}
+
+TEST(ModelsTest, EverySchemaIsWellFormed) {
+  std::set<std::string> tables;
+  for (const VEQModelSchema* schema : veqAllModelSchemas()) {
+    SCOPED_TRACE(schema->className);
+    std::set<std::string> columns;
+    for (const VEQPropertySpec& p : schema->properties) {
+      EXPECT_TRUE(columns.insert(p.column).second) << "duplicate column " << p.column;
+      EXPECT_EQ(p.column, veqColumnNameForProperty(p.name));
+    }
+    ASSERT_GE(schema->indexOf("macAddr"), 0);
+    ASSERT_GE(schema->indexOf("migrationState"), 0);
+    EXPECT_EQ(schema->properties[schema->indexOf("macAddr")].column, "mac_addr");
+    EXPECT_EQ(schema->properties[schema->indexOf("macAddr")].kind, VEQPropertyKind::Text);
+    EXPECT_EQ(schema->indexColumns.at(0), "mac_addr");
+    if (!schema->tableName.empty()) {
+      EXPECT_TRUE(tables.insert(schema->tableName).second) << schema->tableName;
+    }
+
+    std::unique_ptr<VEQModel> model = veqMakeModel(schema->className);
+    ASSERT_NE(model, nullptr);
+    EXPECT_EQ(&model->schema(), schema);
+    EXPECT_EQ(veqModelSchemaNamed(schema->className), schema);
+  }
+  EXPECT_EQ(veqAllModelSchemas().size(), 44u);
+  EXPECT_EQ(veqMakeModel("VEQNoSuchModel"), nullptr);
+  EXPECT_EQ(veqModelSchemaNamed("VEQNoSuchModel"), nullptr);
+
+  // A few tables checked against their definitions.
+  const VEQModelSchema& lang = VEQGetFuncTable2BluetoothModel::modelSchema();
+  EXPECT_EQ(lang.tableName, "t_get_func_lang_extend");
+  EXPECT_EQ(lang.properties.size(), 10u);
+  EXPECT_EQ(lang.properties[0].name, "romanian");
+  EXPECT_EQ(lang.properties[8].name, "macAddr");
+  EXPECT_EQ(lang.properties[9].name, "migrationState");
+  const VEQModelSchema& func = VEQGetDeviceFuncBluetoothModel::modelSchema();
+  EXPECT_EQ(func.tableName, "t_get_func_table");
+  EXPECT_EQ(func.properties[func.indexOf("sportShowCount")].kind, VEQPropertyKind::Integer);
+  EXPECT_EQ(VEQSetSportShortcutInfoBluetoothModel::modelSchema().properties.size(), 31u);
+  EXPECT_EQ(VEQSetNoticeInfoBuletoothModel::modelSchema().properties.size(), 29u);
+  EXPECT_EQ(VEQSetWeatherSwitchInfoBluetoothModel::modelSchema().tableName, "t_set_weatcher_switch");
+  const VEQModelSchema& info = VEQGetDeviceInfoBluetoothModel::modelSchema();
+  EXPECT_EQ(info.properties[info.indexOf("deviceId")].kind, VEQPropertyKind::Object);
+  EXPECT_GE(info.indexOf("deviceName"), 0);
+  EXPECT_EQ(VEQSetAlarmInfoBluetoothModel::modelSchema().indexColumns,
+            (std::vector<std::string>{"mac_addr", "alarm_id"}));
+}
+
+TEST(ModelsTest, CreateTableSqlDeclaresTypesByKind) {
+  EXPECT_EQ(VEQSetWatchDiaInfoBluetoothModel::modelSchema().createTableSql(),
+            "CREATE TABLE IF NOT EXISTS t_set_watch_dia (pk INTEGER PRIMARY KEY AUTOINCREMENT, "
+            "dial_id INTEGER, mac_addr TEXT, migration_state INTEGER);"
+            "CREATE INDEX IF NOT EXISTS t_set_watch_dia_mac_addr ON t_set_watch_dia(mac_addr);");
+  std::string info = VEQGetDeviceInfoBluetoothModel::modelSchema().createTableSql();
+  EXPECT_NE(info.find(", device_id, version, mode INTEGER,"), std::string::npos) << info;
+  std::string alarm = VEQSetAlarmInfoBluetoothModel::modelSchema().createTableSql();
+  EXPECT_NE(alarm.find("repeat TEXT, is_open INTEGER"), std::string::npos) << alarm;
+  EXPECT_NE(alarm.find("ON t_set_alarm(mac_addr, alarm_id)"), std::string::npos) << alarm;
+  EXPECT_EQ(VEQSetTimeInfoBluetoothModel::modelSchema().createTableSql(), "");
+}
+
+TEST(ModelsTest, ValuesStartAtZeroAndTakeTheirKind) {
+  VEQSetAlarmInfoBluetoothModel alarm;
+  EXPECT_FALSE(alarm.value("isOpen").boolValue());
+  EXPECT_EQ(alarm.value("hour").integerValue(), 0);
+  EXPECT_EQ(alarm.macAddr(), "");
+  EXPECT_EQ(alarm.migrationState(), 0);
+  EXPECT_TRUE(alarm.value("repeat").isArray());
+  EXPECT_TRUE(alarm.value("repeat").array().empty());
+  EXPECT_EQ(alarm.values().size(), alarm.schema().properties.size());
+
+  // The typed setters convert like the platform's property setters.
+  alarm.setValue("isOpen", VEQValue("yes"));
+  alarm.setValue("hour", VEQValue("7 o'clock"));
+  alarm.setValue("macAddr", VEQValue(42));
+  alarm.setValue("repeat", VEQValue(VEQArray{1, 0}));
+  EXPECT_EQ(alarm.value("isOpen"), VEQValue(true));
+  EXPECT_EQ(alarm.value("hour"), VEQValue(int64_t{7}));
+  EXPECT_EQ(alarm.value("macAddr"), VEQValue("42"));
+  EXPECT_EQ(alarm.value("repeat").array().size(), 2u);
+  EXPECT_THROW(alarm.setValue("repeat", VEQValue(3)), std::logic_error);
+
+  VEQGetDeviceInfoBluetoothModel info;
+  EXPECT_TRUE(info.value("deviceId").isNull());
+  info.setValue("deviceId", VEQValue(int64_t{1234}));
+  EXPECT_EQ(info.value("deviceId"), VEQValue(int64_t{1234}));  // objects kept as given
+
+  VEQSetMenstruationInfoBluetoothModel menstruation;
+  EXPECT_EQ(menstruation.macAddr(), "");
+
+  EXPECT_THROW(alarm.setBool("noSuchProperty", true), std::logic_error);
+  EXPECT_THROW(alarm.value("alarm_id"), std::logic_error);  // columns are not property names
+}
+
+TEST(ModelsTest, TimeInfoCarriesTheCurrentDate) {
+  std::string zone = VEQSDKUtility::timeZoneName();
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  VEQSDKUtility::setFixedNow(1719835506);  // 2024-07-01 12:05:06 UTC
+  VEQSetTimeInfoBluetoothModel now;
+  EXPECT_EQ(now.year(), 2024);
+  EXPECT_EQ(now.value("month").integerValue(), 7);
+  EXPECT_EQ(now.value("second").integerValue(), 6);
+  VEQSDKUtility::setFixedNow(4102444800);  // 2100-01-01 00:00:00 UTC
+  EXPECT_EQ(VEQSetTimeInfoBluetoothModel().year(), 2100);
+  EXPECT_EQ(now.tableName(), "");
+  VEQSDKUtility::setFixedNow(std::nullopt);
+  VEQSDKUtility::setTimeZone(zone);
+}
+
+}  // namespace
+}  // namespace veq
