@@ -1,0 +1,306 @@
+// End-to-end tests of the veq-migrate tool: the built binary on generated
+// stores, plus the in-process entry point for the progress line.
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sqlite3.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "cli/database_inspection.h"
+#include "cli/migration_plan.h"
+#include "cli/run_command.h"
+
+extern char** environ;
+
+namespace veq {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ToolResult {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string slurp(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+class CliTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() /
+           ("veq-cli-" + std::to_string(getpid()) + "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  fs::path path(const std::string& name) const { return dir_ / name; }
+
+  ToolResult tool(const std::string& args) const {
+    const fs::path out = path("stdout.txt"), err = path("stderr.txt");
+    const std::string command = std::string(VEQ_MIGRATE_BIN) + " " + args + " >" + out.string() + " 2>" + err.string();
+    const int raw = std::system(command.c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+  }
+
+  // Fixtures in `sub` (default size: 5 days of 2 devices).
+  void fixtures(const std::string& sub, const std::string& extra = "--days 5 --devices 2") const {
+    ASSERT_EQ(tool("fixtures --out " + path(sub).string() + " " + extra).status, 0);
+  }
+
+  std::string runArgs(const std::string& sub, const std::string& out) const {
+    const fs::path d = path(sub);
+    return "run --ios " + (d / "ios.sqlite").string() + " --android " + (d / "android.sqlite").string() +
+           " --android-cloud " + (d / "android_cloud.sqlite").string() + " --defaults " +
+           (d / "defaults.json").string() + " --time-zone UTC --out " + path(out).string();
+  }
+
+  static int64_t count(const fs::path& db, const std::string& sql) {
+    VEQFMDatabase database(db.string());
+    EXPECT_TRUE(database.open());
+    auto rs = database.executeQuery(sql);
+    return rs && rs->next() ? rs->objectForColumnIndex(0).integerValue() : -1;
+  }
+
+  // Rows of `table` committed so far by another process; -1 while unreadable.
+  static int64_t committedRows(const std::string& db, const std::string& table) {
+    VEQFMDatabase database(db);
+    if (!fs::exists(db) || !database.openWithFlags(SQLITE_OPEN_READONLY)) return -1;
+    return rowCount(database, table);
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(CliTest, FixturesAreDeterministicAndShapedLikeLegacyStores) {
+  fixtures("a", "--days 20 --devices 3 --seed 7");
+  fixtures("b", "--days 20 --devices 3 --seed 7");
+  fixtures("c", "--days 20 --devices 3 --seed 8");
+  for (const char* file : {"ios.sqlite", "android.sqlite", "android_cloud.sqlite", "defaults.json"}) {
+    EXPECT_EQ(slurp(path("a") / file), slurp(path("b") / file)) << file;
+  }
+  EXPECT_NE(slurp(path("a") / "ios.sqlite"), slurp(path("c") / "ios.sqlite"));
+
+  const fs::path ios = path("a") / "ios.sqlite";
+  EXPECT_EQ(count(ios, "SELECT COUNT(*) FROM t_user_device WHERE smart_device_id LIKE 'AA:BB:CC:DD:EE:0_'"), 3);
+  EXPECT_EQ(count(ios, "SELECT COUNT(*) FROM t_func_main WHERE smart_device_id = ''"), 1);
+  // Days are YYYYMMDD integers; a day holds at most 96 items numbered 1..96
+  // (or all 0), and the day's totals add up its items.
+  EXPECT_EQ(count(ios, "SELECT MIN(date) FROM t_sport_data WHERE date > 0"), 20170101);
+  EXPECT_EQ(count(ios, "SELECT COUNT(*) FROM (SELECT 1 FROM t_sport_item WHERE date > 0 AND smart_device_id <> '' "
+                       "GROUP BY smart_device_id, date HAVING COUNT(*) > 96 OR MAX(serial_number) > 96)"),
+            0);
+  EXPECT_EQ(count(ios, "SELECT COUNT(*) FROM t_sport_data d WHERE d.date > 0 AND d.smart_device_id <> '' AND d.total_step <> "
+                       "(SELECT COALESCE(SUM(sport_count), 0) FROM t_sport_item i WHERE i.date = d.date "
+                       "AND i.smart_device_id = d.smart_device_id)"),
+            0);
+  EXPECT_EQ(count(ios, "SELECT COUNT(*) FROM t_sport_item WHERE date = 0 OR smart_device_id = ''"), 2);
+  for (const char* store : {"android.sqlite", "android_cloud.sqlite"}) {
+    EXPECT_EQ(count(path("a") / store, "SELECT COUNT(*) FROM BASIC_INFOS WHERE MAC_ADDRESS LIKE '__:__:__:__:__:__'"), 3);
+  }
+  const auto defaults = nlohmann::json::parse(slurp(path("a") / "defaults.json"));
+  EXPECT_EQ(defaults["wareMacString"], "AA:BB:CC:DD:EE:01");
+}
+
+TEST_F(CliTest, RunReportsEveryTableAndASecondRunAddsNothing) {
+  fixtures("fx");
+  ToolResult first = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string());
+  ASSERT_EQ(first.status, 0) << first.err;
+  EXPECT_EQ(first.err, "");  // stderr is not a terminal: no progress line
+  EXPECT_NE(first.out.find("t_sport_item"), std::string::npos);
+  EXPECT_NE(first.out.find("failed statements: 0"), std::string::npos);
+
+  const auto report = nlohmann::json::parse(slurp(path("report.json")));
+  ASSERT_TRUE(report["tables"].is_array());
+  std::set<std::string> stores;
+  for (const auto& t : report["tables"]) {
+    stores.insert(t["store"].get<std::string>());
+    EXPECT_EQ(t["rows"], t["succeeded"].get<int64_t>() + t["failed"].get<int64_t>()) << t["table"];
+    EXPECT_EQ(t["failed"], 0) << t["table"];
+  }
+  EXPECT_EQ(stores, (std::set<std::string>{"ios", "android", "android_cloud"}));
+  EXPECT_EQ(report["tables"][0]["table"], "t_user_device");
+  EXPECT_EQ(report["failed_statements"], 0);
+  EXPECT_EQ(report["ok"], true);
+  // Every item that has a device and a date lands once.
+  const int64_t items = count(path("fx") / "ios.sqlite", "SELECT COUNT(*) FROM t_sport_item");
+  EXPECT_EQ(report["new_records"]["health_sport_item"], items - 2);
+  EXPECT_EQ(report["new_records"]["t_get_func_main"], 2);
+
+  ToolResult second = tool(runArgs("fx", "new.sqlite") + " --json " + path("again.json").string());
+  ASSERT_EQ(second.status, 0) << second.err;
+  EXPECT_EQ(nlohmann::json::parse(slurp(path("again.json")))["new_records"], report["new_records"]);
+}
+
+TEST_F(CliTest, FailedRowsAndUnknownTablesShowInTheReportAndStatus) {
+  fixtures("fx");
+  VEQFMDatabase legacy((path("fx") / "ios.sqlite").string());
+  ASSERT_TRUE(legacy.open());
+  ASSERT_TRUE(legacy.executeStatements("CREATE TABLE t_unknown (x INTEGER); INSERT INTO t_unknown VALUES (1);"));
+  legacy.close();
+  // An output from an older schema whose capability table lacks the columns.
+  VEQFMDatabase old(path("new.sqlite").string());
+  ASSERT_TRUE(old.open());
+  ASSERT_TRUE(old.executeStatements("CREATE TABLE t_get_func_main (pk INTEGER PRIMARY KEY, mac_addr TEXT);"));
+  old.close();
+
+  ToolResult r = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string());
+  EXPECT_EQ(r.status, 1) << r.err;
+  EXPECT_NE(r.out.find("WITH FAILURES"), std::string::npos);
+  const auto report = nlohmann::json::parse(slurp(path("report.json")));
+  EXPECT_EQ(report["ok"], false);
+  EXPECT_GT(report["failed_statements"].get<int64_t>(), 0);
+  for (const auto& t : report["tables"]) {
+    // Two rows with a device fail; the row without one is skipped as done.
+    if (t["table"] == "t_func_main") {
+      EXPECT_EQ(t["failed"], 2);
+    } else {
+      EXPECT_EQ(t["failed"], 0) << t["table"];
+    }
+  }
+  const auto unknown = nlohmann::json::parse(R"({"store":"ios","table":"t_unknown"})");
+  EXPECT_NE(std::find(report["not_converted"].begin(), report["not_converted"].end(), unknown),
+            report["not_converted"].end());
+}
+
+TEST(MigrationPlan, EveryKnownTableOnceRegistryTableFirst) {
+  for (const LegacyStoreKind& kind : legacyStoreKinds()) {
+    const std::vector<MigrationStep> steps = migrationSteps(kind);
+    ASSERT_FALSE(steps.empty());
+    EXPECT_EQ(steps.front().table, kind.registryTable);
+    std::set<std::string> seen;
+    for (const MigrationStep& step : steps) {
+      EXPECT_TRUE(seen.insert(step.table).second) << kind.label << " sends " << step.table << " twice";
+      EXPECT_EQ(step.table.rfind("t_", 0) == 0, kind.ios) << kind.label << " " << step.table;
+    }
+    if (kind.ios) {
+      for (const std::string& name : VEQProDBManager::jkdbMigratableTableNames()) EXPECT_TRUE(seen.count(name)) << name;
+    }
+  }
+}
+
+TEST_F(CliTest, RegistryRecordsKeepTheLookUpColumnsAsTheLookUpsCompareThem) {
+  VEQFMDatabase legacy(path("ios.sqlite").string());
+  ASSERT_TRUE(legacy.open());
+  ASSERT_TRUE(legacy.executeStatements(
+      "CREATE TABLE t_user_device (user_id INTEGER, smart_device_id TEXT, band_status INTEGER, extra TEXT);"
+      "INSERT INTO t_user_device VALUES (100001, 'AA:BB:CC:DD:EE:01', 1, 'x');"));
+  legacy.close();
+  auto db = std::make_shared<VEQFMDatabase>(path("ios.sqlite").string());
+  ASSERT_TRUE(db->openWithFlags(SQLITE_OPEN_READONLY));
+  VEQFMDatabaseQueue queue(db);
+  const std::vector<VEQDict> records = registryRecords(legacyStoreKinds().front(), &queue);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0], (VEQDict{{"user_id", "100001"}, {"smart_device_id", "AA:BB:CC:DD:EE:01"}, {"band_status", 1}}));
+}
+
+TEST_F(CliTest, BadInputsAreRefusedWithOneLineAndNothingWritten) {
+  fixtures("fx");
+  const std::string good = (path("fx") / "ios.sqlite").string();
+  const std::string ios = slurp(good);
+  std::ofstream(path("text.sqlite")) << "just some text\n";
+  std::ofstream(path("truncated.sqlite"), std::ios::binary) << ios.substr(0, ios.size() / 2);
+  std::string damaged = ios;
+  damaged.replace(3 * 4096 + 8, 4, "\xff\xff\xff\xff");  // a cell pointer of the fourth page
+  std::ofstream(path("damaged.sqlite"), std::ios::binary) << damaged;
+
+  ASSERT_EQ(tool(runArgs("fx", "existing.sqlite")).status, 0);
+  const int64_t before = count(path("existing.sqlite"), "SELECT COUNT(*) FROM health_sport_item");
+
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {path("text.sqlite").string(), "--out " + path("new.sqlite").string()},
+      {path("missing.sqlite").string(), "--out " + path("new.sqlite").string()},
+      {path("truncated.sqlite").string(), "--out " + path("new.sqlite").string()},
+      {path("damaged.sqlite").string(), "--out " + path("new.sqlite").string()},
+      {path("damaged.sqlite").string(), "--out " + path("existing.sqlite").string()},
+  };
+  for (const auto& [input, out] : cases) {
+    ToolResult r = tool("run --ios " + input + " " + out);
+    EXPECT_EQ(r.status, 2) << input;
+    EXPECT_EQ(r.err.rfind("veq-migrate: " + input + ": ", 0), 0u) << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    EXPECT_FALSE(fs::exists(path("new.sqlite"))) << input;
+  }
+  // An output that cannot be created: its directory is a regular file.
+  const std::string unwritable = path("text.sqlite").string() + "/new.sqlite";
+  ToolResult r = tool("run --ios " + good + " --out " + unwritable);
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err.rfind("veq-migrate: " + unwritable + ": ", 0), 0u) << r.err;
+  EXPECT_EQ(count(path("existing.sqlite"), "SELECT COUNT(*) FROM health_sport_item"), before);
+}
+
+TEST_F(CliTest, KilledRunLeavesEachTableWholeOrUntouched) {
+  fixtures("fx", "--days 120 --devices 2");
+  const std::string out = path("new.sqlite").string();
+  const std::string ios = (path("fx") / "ios.sqlite").string();
+  std::vector<std::string> args = {VEQ_MIGRATE_BIN, "run", "--ios", ios, "--out", out, "--time-zone", "UTC"};
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  pid_t pid;
+  ASSERT_EQ(posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ), 0);
+  // Once the sport days are committed, the items are in their transaction.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  while (std::chrono::steady_clock::now() < deadline && committedRows(out, "health_sport") <= 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  kill(pid, SIGKILL);
+  int status;
+  waitpid(pid, &status, 0);
+
+  // Opening the file rolls back whatever the killed run had not committed.
+  const int64_t items = count(out, "SELECT COUNT(*) FROM health_sport_item");
+  const int64_t legacyItems = count(ios, "SELECT COUNT(*) FROM t_sport_item WHERE date > 0 AND smart_device_id <> ''");
+  EXPECT_TRUE(items == 0 || items == legacyItems) << items << " of " << legacyItems;
+  VEQFMDatabase db(out);
+  ASSERT_TRUE(db.open());
+  auto rs = db.executeQuery("PRAGMA integrity_check");
+  ASSERT_TRUE(rs && rs->next());
+  EXPECT_EQ(rs->stringForColumn("integrity_check"), "ok");
+}
+
+TEST_F(CliTest, ProgressLineOnlyWhenAsked) {
+  fixtures("fx");
+  RunOptions options;
+  options.iosPath = (path("fx") / "ios.sqlite").string();
+  options.outPath = path("new.sqlite").string();
+  options.timeZone = "UTC";
+  options.progress = true;
+  std::ostringstream out, err;
+  EXPECT_EQ(runMigration(options, out, err), 0) << err.str();
+  EXPECT_NE(err.str().find("ios t_sport_item: "), std::string::npos);
+  EXPECT_EQ(err.str().substr(err.str().size() - 4), "\r\x1b[K");  // the line is cleared at the end
+  EXPECT_NE(out.str().find("health_sport_item"), std::string::npos);
+}
+
+TEST_F(CliTest, HelpVersionAndUsageErrors) {
+  ToolResult help = tool("--help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("fixtures"), std::string::npos);
+  ToolResult runHelp = tool("run --help");
+  EXPECT_EQ(runHelp.status, 0);
+  EXPECT_NE(runHelp.out.find("--android-cloud"), std::string::npos);
+  ToolResult version = tool("--version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out, std::string("veq-migrate ") + VEQ_VERSION + "\n");
+  EXPECT_EQ(tool("run --ios x.sqlite").status, 2);  // --out is required
+  ToolResult zone = tool("run --ios x --out y --time-zone Nowhere/Atlantis");
+  EXPECT_EQ(zone.status, 2);
+  EXPECT_NE(zone.err.find("Nowhere/Atlantis"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace veq
