@@ -23,10 +23,17 @@
 // VEQFMResultSet steps a query; it releases its statement back to the cache
 // when closed or destroyed. Column look-ups by name are case-insensitive.
 //
+// Closing the database closes its open result sets first.
+//
 // VEQFMDatabaseQueue serialises access to one database. inTransaction runs
 // its callback synchronously on the calling thread between BEGIN and COMMIT,
-// and rolls back instead when the callback sets *rollback. The queue is not
-// re-entrant: calling it from inside its own callback is a programming error.
+// and rolls back instead when the callback sets *rollback. The callback runs
+// even when BEGIN fails (for instance because the database is not open), so
+// it can find that out itself; nothing is committed or rolled back then. The
+// queue is not re-entrant: calling it from inside its own callback is a
+// programming error. identity() is a serial number unique in the process,
+// for caches that must not mistake a new queue for a freed one at the same
+// address.
 #pragma once
 
 #include <cstdint>
@@ -38,6 +45,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "collaborators/value.h"
 
@@ -133,12 +141,16 @@ class VEQFMDatabase {
   friend class VEQFMResultSet;
 
   sqlite3_stmt* acquireStatement(std::string_view sql);
-  void releaseStatement(sqlite3_stmt* stmt, const std::string& sql);
+  void releaseStatement(sqlite3_stmt* stmt, std::string_view sql);
   bool bindArguments(sqlite3_stmt* stmt, const VEQArray& args);
   void recordError(std::string message, int code);
   void clearError();
   void finalizeAll();
 
+  struct TextHash {
+    using is_transparent = void;
+    size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+  };
   struct CacheEntry {
     sqlite3_stmt* stmt;
     std::list<std::string>::iterator lru;
@@ -147,7 +159,8 @@ class VEQFMDatabase {
 
   std::string path_;
   sqlite3* db_ = nullptr;
-  std::unordered_map<std::string, CacheEntry> cache_;
+  std::unordered_map<std::string, CacheEntry, TextHash, std::equal_to<>> cache_;
+  std::unordered_set<VEQFMResultSet*> openResultSets_;
   std::list<std::string> lru_;  // front = most recently used
   size_t maxCached_ = 256;
   std::string lastError_;
@@ -167,9 +180,11 @@ class VEQFMDatabaseQueue {
   void inTransaction(const std::function<void(VEQFMDatabase* db, bool* rollback)>& block);
 
   const std::shared_ptr<VEQFMDatabase>& database() const { return db_; }
+  uint64_t identity() const { return identity_; }
 
  private:
   std::shared_ptr<VEQFMDatabase> db_;
+  uint64_t identity_;
   std::mutex mutex_;
 };
 

@@ -1,0 +1,386 @@
+#include "collaborators/fmdb.h"
+
+#include <sqlite3.h>
+
+#include <atomic>
+#include <cstring>
+#include <strings.h>
+
+#include "collaborators/json.h"
+
+namespace veq {
+
+namespace {
+
+// How long a statement waits for another connection's lock before failing.
+constexpr int kBusyTimeoutMs = 5000;
+
+const char* sqliteMessage(sqlite3* db, int rc) {
+  return db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+}
+
+// True when the parameter at `index` is written as an explicitly numbered
+// "?NNN" parameter (anonymous "?" has no name; ":x", "@x", "$x" have other
+// prefixes).
+bool isNumberedParameter(sqlite3_stmt* stmt, int index) {
+  const char* name = sqlite3_bind_parameter_name(stmt, index);
+  if (!name || name[0] != '?' || name[1] == '\0') return false;
+  for (const char* p = name + 1; *p; ++p)
+    if (*p < '0' || *p > '9') return false;
+  return true;
+}
+
+int bindValue(sqlite3_stmt* stmt, int index, const VEQValue& value) {
+  switch (value.kind()) {
+    case VEQValue::Kind::Null: return sqlite3_bind_null(stmt, index);
+    case VEQValue::Kind::Bool: return sqlite3_bind_int(stmt, index, value.boolValue() ? 1 : 0);
+    case VEQValue::Kind::Integer: return sqlite3_bind_int64(stmt, index, value.integerValue());
+    case VEQValue::Kind::Real: return sqlite3_bind_double(stmt, index, value.doubleValue());
+    case VEQValue::Kind::Text: {
+      const std::string& text = value.text();
+      return sqlite3_bind_text64(stmt, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    }
+    case VEQValue::Kind::Array:
+    case VEQValue::Kind::Dict: {
+      const std::string json = objectToJsonString(value).value_or(std::string());
+      return sqlite3_bind_text64(stmt, index, json.data(), json.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    }
+  }
+  return SQLITE_MISUSE;
+}
+
+std::string columnText(sqlite3_stmt* stmt, int index) {
+  const unsigned char* text = sqlite3_column_text(stmt, index);
+  if (!text) return std::string();
+  return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_column_bytes(stmt, index)));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// VEQFMResultSet
+
+VEQFMResultSet::VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, std::string sql)
+    : db_(db), stmt_(stmt), sql_(std::move(sql)) {
+  db_->openResultSets_.insert(this);
+}
+
+VEQFMResultSet::~VEQFMResultSet() { close(); }
+
+void VEQFMResultSet::close() {
+  if (!stmt_) return;
+  db_->openResultSets_.erase(this);
+  db_->releaseStatement(stmt_, sql_);
+  stmt_ = nullptr;
+}
+
+bool VEQFMResultSet::next() {
+  if (!stmt_) return false;
+  const int rc = sqlite3_step(stmt_);
+  if (rc == SQLITE_ROW) return true;
+  if (rc != SQLITE_DONE) db_->recordError(sqlite3_errmsg(db_->db_), rc);
+  return false;
+}
+
+int VEQFMResultSet::columnCount() const { return stmt_ ? sqlite3_column_count(stmt_) : 0; }
+
+std::string VEQFMResultSet::columnName(int index) const {
+  const char* name = stmt_ ? sqlite3_column_name(stmt_, index) : nullptr;
+  return name ? std::string(name) : std::string();
+}
+
+int VEQFMResultSet::columnIndexForName(std::string_view name) const {
+  const int count = columnCount();
+  for (int i = 0; i < count; ++i) {
+    const char* column = sqlite3_column_name(stmt_, i);
+    if (column && std::strlen(column) == name.size() && strncasecmp(column, name.data(), name.size()) == 0)
+      return i;
+  }
+  return -1;
+}
+
+bool VEQFMResultSet::columnIsNull(std::string_view name) const {
+  const int i = columnIndexForName(name);
+  return i < 0 || sqlite3_column_type(stmt_, i) == SQLITE_NULL;
+}
+
+std::string VEQFMResultSet::stringForColumn(std::string_view name) const {
+  const int i = columnIndexForName(name);
+  return i < 0 ? std::string() : columnText(stmt_, i);
+}
+
+int64_t VEQFMResultSet::longLongIntForColumn(std::string_view name) const {
+  const int i = columnIndexForName(name);
+  return i < 0 ? 0 : sqlite3_column_int64(stmt_, i);
+}
+
+int VEQFMResultSet::intForColumn(std::string_view name) const {
+  const int i = columnIndexForName(name);
+  return i < 0 ? 0 : sqlite3_column_int(stmt_, i);
+}
+
+bool VEQFMResultSet::boolForColumn(std::string_view name) const { return longLongIntForColumn(name) != 0; }
+
+double VEQFMResultSet::doubleForColumn(std::string_view name) const {
+  const int i = columnIndexForName(name);
+  return i < 0 ? 0.0 : sqlite3_column_double(stmt_, i);
+}
+
+VEQValue VEQFMResultSet::objectForColumn(std::string_view name) const {
+  return objectForColumnIndex(columnIndexForName(name));
+}
+
+VEQValue VEQFMResultSet::objectForColumnIndex(int index) const {
+  if (!stmt_ || index < 0 || index >= columnCount()) return VEQValue();
+  switch (sqlite3_column_type(stmt_, index)) {
+    case SQLITE_INTEGER: return VEQValue(static_cast<long long>(sqlite3_column_int64(stmt_, index)));
+    case SQLITE_FLOAT: return VEQValue(sqlite3_column_double(stmt_, index));
+    case SQLITE_TEXT: return VEQValue(columnText(stmt_, index));
+    case SQLITE_BLOB: {
+      const void* bytes = sqlite3_column_blob(stmt_, index);
+      const int size = sqlite3_column_bytes(stmt_, index);
+      return VEQValue(bytes ? std::string(static_cast<const char*>(bytes), static_cast<size_t>(size)) : std::string());
+    }
+    default: return VEQValue();
+  }
+}
+
+VEQDict VEQFMResultSet::resultDictionary() const {
+  const int count = columnCount();
+  auto keys = std::make_shared<VEQDict::Keys>();
+  std::vector<VEQValue> values;
+  keys->reserve(static_cast<size_t>(count));
+  values.reserve(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    keys->push_back(columnName(i));
+    values.push_back(objectForColumnIndex(i));
+  }
+  return VEQDict(std::move(keys), std::move(values));
+}
+
+// ---------------------------------------------------------------------------
+// VEQFMDatabase
+
+VEQFMDatabase::VEQFMDatabase(std::string path) : path_(std::move(path)) {}
+
+VEQFMDatabase::~VEQFMDatabase() { close(); }
+
+std::shared_ptr<VEQFMDatabase> VEQFMDatabase::databaseWithPath(std::string path) {
+  return std::make_shared<VEQFMDatabase>(std::move(path));
+}
+
+bool VEQFMDatabase::open() { return openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE); }
+
+bool VEQFMDatabase::openWithFlags(int flags) {
+  if (db_) return true;
+  sqlite3* db = nullptr;
+  int rc = sqlite3_open_v2(path_.c_str(), &db, flags, nullptr);
+  if (rc == SQLITE_OK) {
+    sqlite3_busy_timeout(db, kBusyTimeoutMs);
+    // Opening is lazy: a file that is not a database, or cannot be read,
+    // only fails on the first read of the schema.
+    rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+  }
+  if (rc != SQLITE_OK) {
+    lastError_ = sqliteMessage(db, rc);
+    lastErrorCode_ = rc;
+    sqlite3_close_v2(db);
+    return false;
+  }
+  db_ = db;
+  clearError();
+  return true;
+}
+
+bool VEQFMDatabase::close() {
+  if (!db_) return true;
+  while (!openResultSets_.empty()) (*openResultSets_.begin())->close();
+  finalizeAll();
+  const int rc = sqlite3_close_v2(db_);
+  db_ = nullptr;
+  return rc == SQLITE_OK;
+}
+
+void VEQFMDatabase::finalizeAll() {
+  for (auto& [sql, entry] : cache_) sqlite3_finalize(entry.stmt);
+  cache_.clear();
+  lru_.clear();
+}
+
+void VEQFMDatabase::recordError(std::string message, int code) {
+  lastError_ = std::move(message);
+  lastErrorCode_ = code;
+  ++failedStatements_;
+}
+
+void VEQFMDatabase::clearError() {
+  lastError_.clear();
+  lastErrorCode_ = 0;
+}
+
+void VEQFMDatabase::setMaxCachedStatements(size_t n) {
+  maxCached_ = n;
+  // Evict from the least recently used end; statements in use stay.
+  for (auto it = lru_.end(); cache_.size() > maxCached_ && it != lru_.begin();) {
+    --it;
+    auto entry = cache_.find(*it);
+    if (entry->second.inUse) continue;
+    sqlite3_finalize(entry->second.stmt);
+    cache_.erase(entry);
+    it = lru_.erase(it);
+  }
+}
+
+// Hands out the cached statement for `sql`, or a fresh one when it is not
+// cached or is held by an open result set. Null on failure (error recorded).
+sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql) {
+  if (!db_) {
+    recordError("The database is not open.", SQLITE_MISUSE);
+    return nullptr;
+  }
+  auto found = cache_.find(sql);
+  if (found != cache_.end() && !found->second.inUse) {
+    found->second.inUse = true;
+    lru_.splice(lru_.begin(), lru_, found->second.lru);
+    return found->second.stmt;
+  }
+  const bool cacheIt = found == cache_.end() && maxCached_ > 0;
+  sqlite3_stmt* stmt = nullptr;
+  ++prepares_;
+  const int rc = sqlite3_prepare_v3(db_, sql.data(), static_cast<int>(sql.size()),
+                                    cacheIt ? SQLITE_PREPARE_PERSISTENT : 0, &stmt, nullptr);
+  if (rc != SQLITE_OK || !stmt) {
+    sqlite3_finalize(stmt);
+    recordError(rc != SQLITE_OK ? sqlite3_errmsg(db_) : "The text holds no SQL statement.",
+                rc != SQLITE_OK ? rc : SQLITE_MISUSE);
+    return nullptr;
+  }
+  if (cacheIt) {
+    lru_.emplace_front(sql);
+    cache_.emplace(lru_.front(), CacheEntry{stmt, lru_.begin(), true});
+    setMaxCachedStatements(maxCached_);
+  }
+  return stmt;
+}
+
+void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, std::string_view sql) {
+  auto found = cache_.find(sql);
+  if (found == cache_.end() || found->second.stmt != stmt) {
+    sqlite3_finalize(stmt);
+    return;
+  }
+  sqlite3_reset(stmt);
+  sqlite3_clear_bindings(stmt);
+  found->second.inUse = false;
+  setMaxCachedStatements(maxCached_);
+}
+
+bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args) {
+  const int parameters = sqlite3_bind_parameter_count(stmt);
+  const int given = static_cast<int>(args.size());
+  bool countOk = given <= parameters;
+  for (int i = given + 1; countOk && i <= parameters; ++i) countOk = isNumberedParameter(stmt, i);
+  if (!countOk) {
+    recordError("The statement takes " + std::to_string(parameters) + " arguments but " + std::to_string(given) +
+                    " were given.",
+                SQLITE_RANGE);
+    return false;
+  }
+  for (int i = 0; i < given; ++i) {
+    const int rc = bindValue(stmt, i + 1, args[static_cast<size_t>(i)]);
+    if (rc != SQLITE_OK) {
+      recordError(sqlite3_errmsg(db_), rc);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool VEQFMDatabase::executeUpdate(std::string_view sql, const VEQArray& args) {
+  sqlite3_stmt* stmt = acquireStatement(sql);
+  if (!stmt) return false;
+  bool ok = bindArguments(stmt, args);
+  if (ok) {
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+    }
+    ok = rc == SQLITE_DONE;
+    if (!ok) recordError(sqlite3_errmsg(db_), rc);
+  }
+  releaseStatement(stmt, sql);
+  if (ok) clearError();
+  return ok;
+}
+
+std::unique_ptr<VEQFMResultSet> VEQFMDatabase::executeQuery(std::string_view sql, const VEQArray& args) {
+  sqlite3_stmt* stmt = acquireStatement(sql);
+  if (!stmt) return nullptr;
+  std::unique_ptr<VEQFMResultSet> rs(new VEQFMResultSet(this, stmt, std::string(sql)));
+  if (!bindArguments(stmt, args)) return nullptr;  // rs releases the statement
+  clearError();
+  return rs;
+}
+
+bool VEQFMDatabase::executeStatements(std::string_view sql) {
+  if (!db_) {
+    recordError("The database is not open.", SQLITE_MISUSE);
+    return false;
+  }
+  const std::string text(sql);
+  const int rc = sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr);
+  if (rc != SQLITE_OK) {
+    recordError(sqlite3_errmsg(db_), rc);
+    return false;
+  }
+  clearError();
+  return true;
+}
+
+bool VEQFMDatabase::beginTransaction() { return executeUpdate("BEGIN"); }
+bool VEQFMDatabase::commit() { return executeUpdate("COMMIT"); }
+bool VEQFMDatabase::rollback() { return executeUpdate("ROLLBACK"); }
+
+bool VEQFMDatabase::isInTransaction() const { return db_ && !sqlite3_get_autocommit(db_); }
+
+int64_t VEQFMDatabase::lastInsertRowId() const { return db_ ? sqlite3_last_insert_rowid(db_) : 0; }
+
+int VEQFMDatabase::changes() const { return db_ ? sqlite3_changes(db_) : 0; }
+
+// ---------------------------------------------------------------------------
+// VEQFMDatabaseQueue
+
+namespace {
+std::atomic<uint64_t> nextQueueIdentity{1};
+}  // namespace
+
+VEQFMDatabaseQueue::VEQFMDatabaseQueue(std::shared_ptr<VEQFMDatabase> db)
+    : db_(std::move(db)), identity_(nextQueueIdentity.fetch_add(1, std::memory_order_relaxed)) {}
+
+std::shared_ptr<VEQFMDatabaseQueue> VEQFMDatabaseQueue::databaseQueueWithPath(std::string path) {
+  auto db = VEQFMDatabase::databaseWithPath(std::move(path));
+  db->open();
+  return std::make_shared<VEQFMDatabaseQueue>(std::move(db));
+}
+
+void VEQFMDatabaseQueue::inDatabase(const std::function<void(VEQFMDatabase* db)>& block) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  block(db_.get());
+}
+
+void VEQFMDatabaseQueue::inTransaction(const std::function<void(VEQFMDatabase* db, bool* rollback)>& block) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const bool began = db_->beginTransaction();
+  bool rollback = false;
+  try {
+    block(db_.get(), &rollback);
+  } catch (...) {
+    if (began) db_->rollback();
+    throw;
+  }
+  if (!began) return;
+  // A failed COMMIT leaves the transaction open; end it rather than let the
+  // next caller's BEGIN fail.
+  if (rollback || !db_->commit()) db_->rollback();
+}
+
+}  // namespace veq

@@ -1,0 +1,152 @@
+// The database layer: binding, statement reuse, the argument-count rule,
+// error reporting and transactions.
+
+#include <gtest/gtest.h>
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "collaborators/fmdb.h"
+
+namespace veq {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::shared_ptr<VEQFMDatabase> memoryDatabase() {
+  auto db = VEQFMDatabase::databaseWithPath(":memory:");
+  EXPECT_TRUE(db->open());
+  EXPECT_TRUE(db->executeStatements("CREATE TABLE t (a, b, c)"));
+  return db;
+}
+
+TEST(FMDatabaseTest, BindsEveryValueKindAndReadsItBack) {
+  auto db = memoryDatabase();
+  const VEQArray values = {VEQValue(), VEQValue(true), VEQValue(-42), VEQValue(2.5), VEQValue("x'y"),
+                           VEQValue(VEQArray{1, "a"}), VEQValue(VEQDict{{"k", 1}})};
+  for (const VEQValue& v : values) ASSERT_TRUE(db->executeUpdate("INSERT INTO t (a) VALUES (?)", {v}));
+  auto rs = db->executeQuery("SELECT a, typeof(a) AS type FROM t ORDER BY rowid");
+  ASSERT_NE(rs, nullptr);
+  const char* types[] = {"null", "integer", "integer", "real", "text", "text", "text"};
+  const VEQValue expected[] = {VEQValue(), VEQValue(1), VEQValue(-42), VEQValue(2.5), VEQValue("x'y"),
+                               VEQValue("[1,\"a\"]"), VEQValue("{\"k\":1}")};
+  for (int i = 0; i < 7; ++i) {
+    ASSERT_TRUE(rs->next());
+    EXPECT_EQ(rs->stringForColumn("TYPE"), types[i]);  // names are case-insensitive
+    EXPECT_EQ(rs->objectForColumn("a"), expected[i]) << i;
+  }
+  EXPECT_FALSE(rs->next());
+}
+
+TEST(FMDatabaseTest, ReusesStatementsWithinABoundedCache) {
+  auto db = memoryDatabase();
+  for (int i = 0; i < 50; ++i) ASSERT_TRUE(db->executeUpdate("INSERT INTO t (a) VALUES (?)", {i}));
+  const int64_t afterInserts = db->prepareCount();
+  EXPECT_EQ(afterInserts, 1);
+
+  db->setMaxCachedStatements(8);
+  for (int i = 0; i < 40; ++i) db->executeQuery("SELECT " + std::to_string(i))->next();
+  EXPECT_EQ(db->cachedStatementCount(), 8u);
+
+  // A statement held by an open result set is not handed to a nested query.
+  const std::string sql = "SELECT a FROM t WHERE a < ? ORDER BY a";
+  auto outer = db->executeQuery(sql, {3});
+  ASSERT_TRUE(outer->next());
+  auto inner = db->executeQuery(sql, {50});
+  int innerRows = 0;
+  while (inner->next()) ++innerRows;
+  EXPECT_EQ(innerRows, 50);
+  EXPECT_EQ(outer->intForColumn("a"), 0);
+  ASSERT_TRUE(outer->next());
+  EXPECT_EQ(outer->intForColumn("a"), 1);
+  inner.reset();
+  outer.reset();
+  const int64_t before = db->prepareCount();
+  db->executeQuery(sql, {1})->next();
+  EXPECT_EQ(db->prepareCount(), before);  // the cached one is free again
+
+  // Closing the database closes a result set that is still open.
+  auto open = db->executeQuery(sql, {2});
+  EXPECT_TRUE(db->close());
+  EXPECT_FALSE(open->next());
+}
+
+TEST(FMDatabaseTest, ArgumentCountMustMatchUnlessParametersAreNumbered) {
+  auto db = memoryDatabase();
+  EXPECT_FALSE(db->executeUpdate("INSERT INTO t VALUES (?, ?, ?)", {1, 2}));
+  EXPECT_FALSE(db->executeUpdate("INSERT INTO t VALUES (?, ?)", {1, 2, 3}));
+  EXPECT_FALSE(db->executeUpdate("INSERT INTO t VALUES (?1, ?, :c)", {1}));
+  EXPECT_EQ(db->lastErrorCode(), SQLITE_RANGE);
+  ASSERT_TRUE(db->executeUpdate("INSERT INTO t VALUES (?1, ?2, ?3)", {7}));
+  auto rs = db->executeQuery("SELECT * FROM t");
+  ASSERT_TRUE(rs->next());
+  EXPECT_EQ(rs->intForColumn("a"), 7);
+  EXPECT_TRUE(rs->columnIsNull("b"));
+  EXPECT_TRUE(rs->columnIsNull("c"));
+  EXPECT_FALSE(rs->next());
+}
+
+TEST(FMDatabaseTest, CountsFailuresAndClearsTheErrorOnSuccess) {
+  auto db = memoryDatabase();
+  EXPECT_FALSE(db->executeUpdate("INSERT INTO missing VALUES (1)"));
+  EXPECT_NE(db->lastErrorMessage().find("missing"), std::string::npos);
+  EXPECT_EQ(db->executeQuery("SELEC 1"), nullptr);
+  EXPECT_FALSE(db->executeStatements("CREATE TABLE t (x)"));
+  EXPECT_EQ(db->failedStatementCount(), 3);
+  EXPECT_TRUE(db->hadError());
+  EXPECT_TRUE(db->executeUpdate("INSERT INTO t (a) VALUES (1)"));
+  EXPECT_FALSE(db->hadError());
+  EXPECT_EQ(db->lastErrorMessage(), "");
+  EXPECT_EQ(db->failedStatementCount(), 3);
+}
+
+TEST(FMDatabaseTest, OpenRejectsFilesThatAreNotDatabases) {
+  const fs::path dir = fs::temp_directory_path() / ("veq_fmdb_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  std::ofstream(dir / "junk.db") << "this is not a database, just some text that is long enough";
+  VEQFMDatabase junk((dir / "junk.db").string());
+  EXPECT_FALSE(junk.open());
+  EXPECT_FALSE(junk.isOpen());
+  EXPECT_NE(junk.lastErrorCode(), 0);
+  VEQFMDatabase absent((dir / "absent.db").string());
+  EXPECT_FALSE(absent.openWithFlags(SQLITE_OPEN_READONLY));
+  fs::remove_all(dir);
+}
+
+TEST(FMDatabaseQueueTest, CommitsOrRollsBackAndAlwaysRunsTheCallback) {
+  auto queue = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+  queue->inDatabase([](VEQFMDatabase* db) { db->executeStatements("CREATE TABLE t (a)"); });
+  queue->inTransaction([](VEQFMDatabase* db, bool*) {
+    EXPECT_TRUE(db->isInTransaction());
+    db->executeUpdate("INSERT INTO t VALUES (1)");
+  });
+  queue->inTransaction([](VEQFMDatabase* db, bool* rollback) {
+    db->executeUpdate("INSERT INTO t VALUES (2)");
+    *rollback = true;
+  });
+  queue->inDatabase([](VEQFMDatabase* db) {
+    EXPECT_FALSE(db->isInTransaction());
+    auto rs = db->executeQuery("SELECT group_concat(a) AS all_a FROM t");
+    ASSERT_TRUE(rs->next());
+    EXPECT_EQ(rs->stringForColumn("all_a"), "1");
+  });
+
+  auto broken = VEQFMDatabaseQueue::databaseQueueWithPath("/nonexistent-dir-veq/x.db");
+  bool ran = false;
+  broken->inTransaction([&](VEQFMDatabase* db, bool*) {
+    ran = true;
+    EXPECT_FALSE(db->open());
+  });
+  EXPECT_TRUE(ran);
+
+  auto other = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+  EXPECT_NE(queue->identity(), other->identity());
+  EXPECT_NE(queue->identity(), broken->identity());
+}
+
+}  // namespace
+}  // namespace veq
