@@ -1,12 +1,35 @@
 // old_db_manager.h — the legacy-database reader.
 //
-// Reads rows of a legacy SQLite store through its queue. All rows of a
-// table come back in stored order as dictionaries whose key list is shared
-// by the table's rows; a missing or empty table gives an empty list, never a
-// failure. Row counts of a query are served from a per-store cache of grouped
-// counts when the query is an equality filter on one table (the shape every
-// item count has), so counting the items of each day costs one scan of the
-// item table in all, not one per day.
+// Reads rows of a legacy SQLite store through its queue's database, on the
+// calling thread and without taking the queue: the reader runs inside the
+// new database's transaction callback, and the caller may even hand the same
+// queue for both. A null queue or a closed database reads as an empty store.
+//
+// getOneTableAllDataWithDbQueue: all rows of a table in stored order, as
+// dictionaries that share one key list (the table's column names). Values
+// keep their SQLite type: INTEGER → integer, REAL → real, TEXT → text, BLOB
+// → text of its bytes, NULL → the null value (so it reads like a missing
+// column). A missing or empty table gives an empty list, never a failure.
+//
+// getOneTableCountWithDbQueue: the number of rows a query yields, 0 when the
+// query fails. Item counts are asked once per day row of tables that may
+// hold a million items, so a query of the shape
+//     SELECT * FROM <table> WHERE <c1> = <literal> [AND <c2> = <literal>]…
+// is answered from grouped counts instead: one
+//     SELECT c1, c2, COUNT(*) FROM <table> GROUP BY c1, c2
+// per store, table and column list, kept in a hash map keyed by the
+// canonical text of the values. Canonical text: an integer in decimal, a
+// whole real as that integer, any other real in its shortest round-trip
+// form, a text as it is. So the text '5' and the number 5 (and 5.0) count as
+// one key, which is how SQLite compares them in a column of INTEGER, NUMERIC
+// or TEXT affinity — the columns these filters read. (In a column without
+// affinity holding both the text '5' and the number 5, or one with a
+// non-binary collation, the grouped count may differ from the query's.)
+// NULL and BLOB values never equal a literal and are not counted. The cache
+// is keyed by the queue's identity() and rebuilt when the store changed
+// since it was built (PRAGMA data_version for other connections' commits,
+// the connection's total change count for its own writes). Other query
+// shapes are counted with "SELECT COUNT(*) FROM (<query>)".
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,198 @@
+#include "collaborators/old_db_manager.h"
+
+#include <sqlite3.h>
+
+#include <cctype>
+#include <cmath>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "collaborators/sql_literals.h"
+
+namespace veq {
+
+namespace {
+
+VEQFMDatabase* openDatabase(VEQFMDatabaseQueue* queue) {
+  VEQFMDatabase* db = queue ? queue->database().get() : nullptr;
+  return db && db->isOpen() ? db : nullptr;
+}
+
+std::string quotedIdentifier(std::string_view name) {
+  std::string out = "\"";
+  for (char c : name) {
+    if (c == '"') out += '"';
+    out += c;
+  }
+  out += '"';
+  return out;
+}
+
+bool tableExists(VEQFMDatabase* db, const std::string& tableName) {
+  auto rs = db->executeQuery(
+      "SELECT 1 FROM sqlite_master WHERE type IN ('table', 'view') AND name = ? COLLATE NOCASE", {tableName});
+  return rs && rs->next();
+}
+
+// ---------------------------------------------------------------------------
+// Grouped counts
+
+// The text under which a value is counted (see the header): values that
+// compare equal in an INTEGER, NUMERIC or TEXT column share it.
+void appendCanonical(std::string* key, const VEQValue& value) {
+  std::string text;
+  if (value.kind() == VEQValue::Kind::Real) {
+    const double d = value.doubleValue();
+    if (d == std::trunc(d) && std::fabs(d) < 9.2e18) text = std::to_string(static_cast<int64_t>(d));
+  }
+  if (text.empty()) text = value.description();
+  // Length-prefixed, so that no text can imitate a run of several values.
+  *key += std::to_string(text.size());
+  *key += ':';
+  *key += text;
+}
+
+struct StoreStamp {
+  int64_t dataVersion;
+  int64_t totalChanges;
+  bool operator==(const StoreStamp&) const = default;
+};
+
+using GroupCounts = std::unordered_map<std::string, int64_t>;
+
+struct StoreCounts {
+  StoreStamp stamp{-1, -1};
+  std::unordered_map<std::string, GroupCounts> byFilter;  // key: table and columns
+};
+
+struct CountCache {
+  std::mutex mutex;
+  std::unordered_map<uint64_t, StoreCounts> stores;  // key: queue identity
+};
+
+CountCache& countCache() {
+  static CountCache cache;
+  return cache;
+}
+
+std::optional<StoreStamp> currentStamp(VEQFMDatabase* db) {
+  auto rs = db->executeQuery("PRAGMA data_version");
+  if (!rs || !rs->next()) return std::nullopt;
+  return StoreStamp{rs->longLongIntForColumn("data_version"), sqlite3_total_changes64(db->sqliteHandle())};
+}
+
+std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilter& filter) {
+  // The identifiers are pasted as the query wrote them (plain words), so a
+  // column that does not exist fails here exactly as in the query itself.
+  std::string columns;
+  std::string comparable;
+  for (const std::string& column : filter.columns) {
+    if (!columns.empty()) {
+      columns += ", ";
+      comparable += " AND ";
+    }
+    columns += column;
+    comparable += "typeof(" + column + ") IN ('integer', 'real', 'text')";
+  }
+  auto rs = db->executeQuery("SELECT " + columns + ", COUNT(*) FROM " + filter.table + " WHERE " + comparable +
+                             " GROUP BY " + columns);
+  if (!rs) return std::nullopt;
+  const int n = static_cast<int>(filter.columns.size());
+  GroupCounts counts;
+  std::string key;
+  while (rs->next()) {
+    key.clear();
+    for (int i = 0; i < n; ++i) appendCanonical(&key, rs->objectForColumnIndex(i));
+    counts[key] += rs->objectForColumnIndex(n).integerValue();
+  }
+  if (db->hadError()) return std::nullopt;
+  return counts;
+}
+
+std::optional<int64_t> countFromGroups(VEQFMDatabaseQueue* queue, VEQFMDatabase* db,
+                                       const VEQEqualityFilter& filter, const VEQArray& args) {
+  const std::optional<StoreStamp> stamp = currentStamp(db);
+  if (!stamp) return std::nullopt;
+  CountCache& cache = countCache();
+  std::lock_guard<std::mutex> lock(cache.mutex);
+  StoreCounts& store = cache.stores[queue->identity()];
+  if (!(store.stamp == *stamp)) {
+    store.byFilter.clear();
+    store.stamp = *stamp;
+  }
+  std::string filterKey = filter.table;
+  for (const std::string& column : filter.columns) (filterKey += '\0') += column;
+  auto groups = store.byFilter.find(filterKey);
+  if (groups == store.byFilter.end()) {
+    std::optional<GroupCounts> built = groupCounts(db, filter);
+    if (!built) return std::nullopt;
+    groups = store.byFilter.emplace(std::move(filterKey), std::move(*built)).first;
+  }
+  std::string key;
+  for (const VEQValue& arg : args) appendCanonical(&key, arg);
+  auto found = groups->second.find(key);
+  return found == groups->second.end() ? 0 : found->second;
+}
+
+int64_t countByQuery(VEQFMDatabase* db, std::string_view sql, const VEQArray& args) {
+  // Trailing ';' would end the subquery early.
+  while (!sql.empty() && (sql.back() == ';' || std::isspace(static_cast<unsigned char>(sql.back()))))
+    sql.remove_suffix(1);
+  // The line break keeps a trailing "-- comment" from swallowing the ')'.
+  auto rs = db->executeQuery("SELECT COUNT(*) FROM (" + std::string(sql) + "\n)", args);
+  return rs && rs->next() ? rs->objectForColumnIndex(0).integerValue() : 0;
+}
+
+}  // namespace
+
+VEQOldDBManager& VEQOldDBManager::shareInstance() {
+  static VEQOldDBManager instance;
+  return instance;
+}
+
+std::vector<VEQDict> VEQOldDBManager::getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,
+                                                                     const std::string& tableName) {
+  std::vector<VEQDict> rows;
+  VEQFMDatabase* db = openDatabase(dbQueue);
+  if (!db || !tableExists(db, tableName)) return rows;
+  auto rs = db->executeQuery("SELECT * FROM " + quotedIdentifier(tableName));
+  if (!rs) return rows;
+  const int columns = rs->columnCount();
+  auto keys = std::make_shared<VEQDict::Keys>();
+  for (int i = 0; i < columns; ++i) keys->push_back(rs->columnName(i));
+  const std::shared_ptr<const VEQDict::Keys> shared = std::move(keys);
+  while (rs->next()) {
+    std::vector<VEQValue> values;
+    values.reserve(static_cast<size_t>(columns));
+    for (int i = 0; i < columns; ++i) values.push_back(rs->objectForColumnIndex(i));
+    rows.emplace_back(shared, std::move(values));
+  }
+  return rows;
+}
+
+int64_t VEQOldDBManager::getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& /*tableName*/,
+                                                     const std::string& sqlStr) {
+  // The table is taken from the query itself, which is what gets counted.
+  VEQFMDatabase* db = openDatabase(dbQueue);
+  if (!db) return 0;
+  const std::optional<VEQLiftedQuery> lifted = veqLiftLiterals(sqlStr);
+  if (!lifted) return countByQuery(db, sqlStr, {});
+  if (const std::optional<VEQEqualityFilter> filter = veqEqualityFilter(*lifted)) {
+    if (const std::optional<int64_t> count = countFromGroups(dbQueue, db, *filter, lifted->args)) return *count;
+  }
+  return countByQuery(db, lifted->sql, lifted->args);
+}
+
+void VEQOldDBManager::clearCountCache(VEQFMDatabaseQueue* dbQueue) {
+  CountCache& cache = countCache();
+  std::lock_guard<std::mutex> lock(cache.mutex);
+  if (dbQueue) {
+    cache.stores.erase(dbQueue->identity());
+  } else {
+    cache.stores.clear();
+  }
+}
+
+}  // namespace veq
