@@ -26,12 +26,28 @@ const std::vector<VEQDriverRoute>& jkdbRoutes() {
       // t_heart_rate_mode, t_land_scape, t_sos_model, t_psrm_data,
       // t_weather_switch, t_short_cut, t_watch_dia.
 
-      // Function tables, in this order: t_func_table, t_func_main,
-      // t_func_control, t_table_call, t_func_notify, t_func_notify1,
-      // t_func_other, t_func_sms, t_func_type, t_other_func_2, t_sport_type0,
-      // t_sport_type1, t_sport_type2, t_sport_type4 (→ type 3), t_main1,
-      // t_func_ex_table, t_lang_support, t_langSupport (→ lang),
-      // t_lang_support1, t_ex_lang_support (→ lang 1).
+      // Function tables. The fourth legacy sport group goes to the type-3
+      // table; each language table has two legacy names.
+      {"t_func_table", &M::funcTableDataMigrationWithDic},
+      {"t_func_main", &M::mainFuncTableDataMigrationWithDic},
+      {"t_func_control", &M::controlFuncTableDataMigrationWithDic},
+      {"t_table_call", &M::callFuncTableDataMigrationWithDic},
+      {"t_func_notify", &M::noiftyFuncTableDataMigrationWithDic},
+      {"t_func_notify1", &M::noifty1FuncTableDataMigrationWithDic},
+      {"t_func_other", &M::otherFuncTableDataMigrationWithDic},
+      {"t_func_sms", &M::smsFuncTableDataMigrationWithDic},
+      {"t_func_type", &M::alarmFuncTableDataMigrationWithDic},
+      {"t_other_func_2", &M::other2FuncTableDataMigrationWithDic},
+      {"t_sport_type0", &M::type0FuncTableDataMigrationWithDic},
+      {"t_sport_type1", &M::type1FuncTableDataMigrationWithDic},
+      {"t_sport_type2", &M::type2FuncTableDataMigrationWithDic},
+      {"t_sport_type4", &M::type3FuncTableDataMigrationWithDic},
+      {"t_main1", &M::main1FuncTableDataMigrationWithDic},
+      {"t_func_ex_table", &M::exFuncTableDataMigrationWithDic},
+      {"t_lang_support", &M::langFuncTableDataMigrationWithDic},
+      {"t_langSupport", &M::langFuncTableDataMigrationWithDic},
+      {"t_lang_support1", &M::lang1FuncTableDataMigrationWithDic},
+      {"t_ex_lang_support", &M::lang1FuncTableDataMigrationWithDic},
 
       // Health, in this order: t_gps_data, t_sport_data, t_sport_item,
       // t_sleep_head, t_sleep_item, t_heart_rate_data, t_heart_rate_item,
