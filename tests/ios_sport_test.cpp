@@ -13,6 +13,7 @@
 #include "collaborators/old_db_manager.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/sdk_utility.h"
+#include "migration/ios_health/legacy_day.h"
 #include "migration/pro_db_manager.h"
 
 namespace veq {
@@ -21,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kFirstRecordColumn = 7;  // after pk and the six base columns
-const char* const kMac = "AA:BB:CC:DD:EE:01";
+const char* const kMac = "AA:01";  // written as 'AA:01' in the SQL below
 
 class VEQIosSportTest : public ::testing::Test {
  protected:
@@ -70,8 +71,8 @@ class VEQIosSportTest : public ::testing::Test {
     EXPECT_EQ(reports, expectedReports) << table;
   }
 
-  // The record values of every row of a new table, in pk order, as integers
-  // (texts via their "%@" form, so "" and key columns compare as texts).
+  // The record values of every row of a new table, in pk order, each as its
+  // "%@" text.
   std::vector<std::vector<std::string>> records(const std::string& table) {
     std::vector<std::vector<std::string>> out;
     auto rs = target_->database()->executeQuery("SELECT * FROM " + table + " ORDER BY pk");
@@ -95,11 +96,10 @@ TEST_F(VEQIosSportTest, DayRecordHoldsSixteenValuesWithItemCountFromLegacyStore)
   // "items_count" claims 96, the item table holds 3 of that day and device;
   // items of another day or device do not count.
   legacy(
-      "INSERT INTO t_sport_data VALUES ('" + std::string(kMac) + "', 20240315, 96, 8000, 320, 5400, 75, 15, 15, 10000);"
-      "INSERT INTO t_sport_data VALUES ('" + std::string(kMac) + "', 20240316, 96, 1, 2, 3, 4, 5, 6, 7);"
-      "INSERT INTO t_sport_item (smart_device_id, date) VALUES ('" + std::string(kMac) + "', 20240315),"
-      " ('" + std::string(kMac) + "', 20240315), ('" + std::string(kMac) + "', 20240315),"
-      " ('" + std::string(kMac) + "', 20240317), ('other', 20240315);");
+      "INSERT INTO t_sport_data VALUES ('AA:01', 20240315, 96, 8000, 320, 5400, 75, 15, 15, 10000);"
+      "INSERT INTO t_sport_data VALUES ('AA:01', 20240316, 96, 1, 2, 3, 4, 5, 6, 7);"
+      "INSERT INTO t_sport_item (smart_device_id, date) VALUES ('AA:01', 20240315), ('AA:01', 20240315),"
+      " ('AA:01', 20240315), ('AA:01', 20240317), ('other', 20240315);");
   migrate("t_sport_data", 2);
 
   const std::string day = dayStamp(2024, 3, 15);
@@ -116,8 +116,8 @@ TEST_F(VEQIosSportTest, DayRecordHoldsSixteenValuesWithItemCountFromLegacyStore)
 
 TEST_F(VEQIosSportTest, RowsWithoutDeviceOrDayAreSkippedAsDone) {
   const std::string bad =
-      " VALUES (NULL, 20240315), ('', 20240315), ('" + std::string(kMac) + "', 0),"
-      " ('" + std::string(kMac) + "', -20240315), ('" + std::string(kMac) + "', NULL);";
+      " VALUES (NULL, 20240315), ('', 20240315), ('AA:01', 0),"
+      " ('AA:01', -20240315), ('AA:01', NULL);";
   legacy("INSERT INTO t_sport_data (smart_device_id, date)" + bad +
          "INSERT INTO t_sport_item (smart_device_id, date)" + bad);
   migrate("t_sport_data", 5);
@@ -130,8 +130,8 @@ TEST_F(VEQIosSportTest, ItemRecordHoldsEightValuesAndSameDayMeansSameStamp) {
   // Also in a zone away from UTC: the stamp is that zone's midnight, and a
   // date carrying a time of day lands on the same day.
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("America/New_York"));
-  legacy("INSERT INTO t_sport_item VALUES ('" + std::string(kMac) + "', 20240315, 0, 2, 120, 3, 9, 80);"
-         "INSERT INTO t_sport_item VALUES ('" + std::string(kMac) + "', 20240315233000, 0, 1, 5, 1, 1, 4);");
+  legacy("INSERT INTO t_sport_item VALUES ('AA:01', 20240315, 0, 2, 120, 3, 9, 80);"
+         "INSERT INTO t_sport_item VALUES ('AA:01', 20240315233000, 0, 1, 5, 1, 1, 4);");
   migrate("t_sport_item", 2);
 
   const std::string day = dayStamp(2024, 3, 15);
@@ -141,15 +141,19 @@ TEST_F(VEQIosSportTest, ItemRecordHoldsEightValuesAndSameDayMeansSameStamp) {
   EXPECT_EQ(rows[0], (std::vector<std::string>{kMac, "1", day, "80", "9", "3", "120", "2"}));
   EXPECT_EQ(rows[1][2], day);
   EXPECT_EQ(rows[1][1], "2");
+
+  // The same legacy day converts afresh when the zone changes.
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, day);
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
 }
 
 TEST_F(VEQIosSportTest, UnnumberedItemsAreNumberedPerConsecutiveDay) {
   // Days A, A, B, A → 1, 2, 1, 1 (the fourth lands on A/1 again and updates
   // it); a numbered item keeps its number and does not advance the counter.
-  const std::string m = kMac;
   legacy("INSERT INTO t_sport_item (smart_device_id, date, serial_number, sport_count) VALUES"
-         " ('" + m + "', 20240315, 0, 1), ('" + m + "', 20240315, 0, 2), ('" + m + "', 20240316, 0, 3),"
-         " ('" + m + "', 20240315, 0, 4), ('" + m + "', 20240315, 7, 5), ('" + m + "', 20240315, 0, 6);");
+         " ('AA:01', 20240315, 0, 1), ('AA:01', 20240315, 0, 2), ('AA:01', 20240316, 0, 3),"
+         " ('AA:01', 20240315, 0, 4), ('AA:01', 20240315, 7, 5), ('AA:01', 20240315, 0, 6);");
   migrate("t_sport_item", 6);
 
   std::vector<std::string> serials, steps;
@@ -163,9 +167,8 @@ TEST_F(VEQIosSportTest, UnnumberedItemsAreNumberedPerConsecutiveDay) {
 }
 
 TEST_F(VEQIosSportTest, MigratingAgainUpdatesInPlace) {
-  const std::string m = kMac;
-  legacy("INSERT INTO t_sport_data (smart_device_id, date, total_step) VALUES ('" + m + "', 20240315, 100);"
-         "INSERT INTO t_sport_item (smart_device_id, date) VALUES ('" + m + "', 20240315), ('" + m + "', 20240315);");
+  legacy("INSERT INTO t_sport_data (smart_device_id, date, total_step) VALUES ('AA:01', 20240315, 100);"
+         "INSERT INTO t_sport_item (smart_device_id, date) VALUES ('AA:01', 20240315), ('AA:01', 20240315);");
   migrate("t_sport_data", 1);
   migrate("t_sport_item", 2);
   migrate("t_sport_data", 1);
@@ -174,23 +177,11 @@ TEST_F(VEQIosSportTest, MigratingAgainUpdatesInPlace) {
   EXPECT_EQ(records("health_sport_item").size(), 2u);
 
   // A second legacy row of the same device and day overwrites the record.
-  legacy("INSERT INTO t_sport_data (smart_device_id, date, total_step) VALUES ('" + m + "', 20240315, 900);");
+  legacy("INSERT INTO t_sport_data (smart_device_id, date, total_step) VALUES ('AA:01', 20240315, 900);");
   migrate("t_sport_data", 2);
   const auto rows = records("health_sport");
   ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0][9], "900");
-}
-
-TEST_F(VEQIosSportTest, RoutinesCalledDirectlyReportYes) {
-  VEQFMDatabase* db = target_->database().get();
-  VEQProDBManager::setCurrentDateStr("");
-  VEQProDBManager::setSerialNumber(0);
-  EXPECT_TRUE(VEQProDBManager::jkdbSportDataItemMigrationWithDic(VEQDict{}, nullptr, db));
-  EXPECT_TRUE(VEQProDBManager::jkdbSportDataMigrationWithDic(VEQDict{{"date", 20240315}}, legacy_.get(), db));
-  EXPECT_TRUE(VEQProDBManager::jkdbSportDataItemMigrationWithDic(
-      VEQDict{{"smart_device_id", kMac}, {"date", "20240315"}}, nullptr, db));
-  EXPECT_EQ(VEQProDBManager::currentDateStr(), dayStamp(2024, 3, 15));
-  EXPECT_EQ(records("health_sport_item").size(), 1u);
 }
 
 }  // namespace
