@@ -1,0 +1,113 @@
+// copies.cpp — table extraction and the plain INSERT … SELECT yardstick.
+#include "bench/copies.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <sys/resource.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "bench/child_process.h"
+#include "collaborators/fmdb.h"
+
+namespace veq::bench {
+namespace {
+
+// The connection settings the tool's output database uses.
+constexpr const char* kOutputPragmas =
+    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-65536; PRAGMA temp_store=MEMORY;";
+
+// Opens a new, empty database at `path` (any old file is removed first).
+std::unique_ptr<VEQFMDatabase> freshDatabase(const std::string& path, std::string* error) {
+  std::filesystem::remove(path);
+  auto db = std::make_unique<VEQFMDatabase>(path);
+  if (!db->open() || !db->executeStatements(kOutputPragmas)) {
+    *error = fmt::format("{}: {}", path, db->lastErrorMessage());
+    return nullptr;
+  }
+  return db;
+}
+
+bool fail(VEQFMDatabase& db, std::string* error) {
+  *error = fmt::format("{}: {}", db.databasePath(), db.lastErrorMessage());
+  return false;
+}
+
+// `sql` with every occurrence of `from` (the table's name, also inside its
+// index names) replaced by `to`.
+std::string renamed(const std::string& sql, const std::string& from, const std::string& to) {
+  std::string out;
+  size_t done = 0;
+  for (size_t at = sql.find(from); at != std::string::npos; at = sql.find(from, done)) {
+    out.append(sql, done, at - done).append(to);
+    done = at + from.size();
+  }
+  return out.append(sql, done);
+}
+
+}  // namespace
+
+bool extractTable(const std::string& fromPath, const std::string& table, const std::string& toPath,
+                  std::string* error) {
+  auto db = freshDatabase(toPath, error);
+  if (!db) return false;
+  if (!db->executeUpdate("ATTACH DATABASE ? AS src", {fromPath})) return fail(*db, error);
+  std::string create;
+  if (auto rs = db->executeQuery("SELECT sql FROM src.sqlite_master WHERE type = 'table' AND name = ?", {table});
+      rs && rs->next()) {
+    create = rs->stringForColumn("sql");
+  }
+  if (create.empty()) {
+    *error = fmt::format("{}: no table {}", fromPath, table);
+    return false;
+  }
+  return (db->executeStatements(create) && db->beginTransaction() &&
+          db->executeUpdate(fmt::format("INSERT INTO main.{0} SELECT * FROM src.{0}", table)) && db->commit() &&
+          db->executeUpdate("DETACH DATABASE src")) ||
+         fail(*db, error);
+}
+
+bool runPlainCopy(const PlainCopy& copy, PlainCopyResult* result, std::string* error) {
+  VEQFMDatabase shape(copy.shapePath);
+  if (!shape.open()) return fail(shape, error);
+  std::vector<std::string> schema;  // the table first, then its indexes
+  auto rs = shape.executeQuery(
+      "SELECT sql FROM sqlite_master WHERE tbl_name = ? AND sql IS NOT NULL ORDER BY type = 'table' DESC",
+      {copy.shapeTable});
+  while (rs && rs->next()) schema.push_back(renamed(rs->stringForColumn("sql"), copy.shapeTable, "ref"));
+  rs.reset();
+  if (schema.empty()) {
+    *error = fmt::format("{}: no table {}", copy.shapePath, copy.shapeTable);
+    return false;
+  }
+
+  auto db = freshDatabase(copy.refPath, error);
+  if (!db) return false;
+  for (const std::string& sql : schema)
+    if (!db->executeStatements(sql)) return fail(*db, error);
+  std::vector<std::string> columns;
+  for (auto info = db->executeQuery("PRAGMA table_info(ref)"); info && info->next();)
+    if (info->stringForColumn("name") != "pk") columns.push_back(info->stringForColumn("name"));
+  if (columns.size() != copy.expressions.size()) {
+    *error = fmt::format("ref has {} columns after pk, the copy gives {}", columns.size(), copy.expressions.size());
+    return false;
+  }
+  if (!db->executeUpdate("ATTACH DATABASE ? AS legacy", {copy.legacyPath})) return fail(*db, error);
+
+  const std::string insert = fmt::format("INSERT INTO ref ({}) SELECT {} FROM legacy.{}", fmt::join(columns, ", "),
+                                         fmt::join(copy.expressions, ", "), copy.legacyTable);
+  rusage before{}, after{};
+  getrusage(RUSAGE_SELF, &before);
+  const auto started = std::chrono::steady_clock::now();
+  if (!db->beginTransaction() || !db->executeUpdate(insert) || !db->commit()) return fail(*db, error);
+  result->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  getrusage(RUSAGE_SELF, &after);
+  result->cpuSeconds = cpuSecondsOf(after) - cpuSecondsOf(before);
+  if (auto count = db->executeQuery("SELECT count(*) AS n FROM ref"); count && count->next())
+    result->rows = count->longLongIntForColumn("n");
+  return true;
+}
+
+}  // namespace veq::bench

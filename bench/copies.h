@@ -1,0 +1,42 @@
+// copies.h — the benchmark's SQL-only table copies.
+//
+// extractTable makes a fresh store at `toPath` holding one table of the store
+// at `fromPath`, declared exactly as there (same CREATE statement) and with
+// the same rows, so the tool can be timed on that table alone.
+//
+// plainCopy is the yardstick for the tool: in a fresh database at `refPath`
+// it creates a table "ref" declared like `shapeTable` of the database at
+// `shapePath` (same columns, same indexes), then times one
+//   INSERT INTO ref(<columns after pk>) SELECT <expressions> FROM legacy.<table>
+// with the legacy store ATTACHed, inside one transaction and with the tool's
+// connection settings. The expressions are given by the caller and must
+// match the column count.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace veq::bench {
+
+bool extractTable(const std::string& fromPath, const std::string& table, const std::string& toPath,
+                  std::string* error);
+
+struct PlainCopy {
+  std::string legacyPath;
+  std::string legacyTable;
+  std::vector<std::string> expressions;  // one per column of the shape after "pk"
+  std::string shapePath;
+  std::string shapeTable;
+  std::string refPath;
+};
+
+struct PlainCopyResult {
+  double seconds = 0;
+  double cpuSeconds = 0;
+  int64_t rows = 0;  // rows in "ref" afterwards
+};
+
+bool runPlainCopy(const PlainCopy& copy, PlainCopyResult* result, std::string* error);
+
+}  // namespace veq::bench
