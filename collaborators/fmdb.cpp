@@ -30,15 +30,18 @@ bool isNumberedParameter(sqlite3_stmt* stmt, int index) {
   return true;
 }
 
-int bindValue(sqlite3_stmt* stmt, int index, const VEQValue& value) {
+// `text` says how SQLite treats a bound text: SQLITE_STATIC when the
+// argument list outlives the statement's use (an update steps to the end
+// before returning), SQLITE_TRANSIENT when SQLite must copy it.
+int bindValue(sqlite3_stmt* stmt, int index, const VEQValue& value, sqlite3_destructor_type text) {
   switch (value.kind()) {
     case VEQValue::Kind::Null: return sqlite3_bind_null(stmt, index);
     case VEQValue::Kind::Bool: return sqlite3_bind_int(stmt, index, value.boolValue() ? 1 : 0);
     case VEQValue::Kind::Integer: return sqlite3_bind_int64(stmt, index, value.integerValue());
     case VEQValue::Kind::Real: return sqlite3_bind_double(stmt, index, value.doubleValue());
     case VEQValue::Kind::Text: {
-      const std::string& text = value.text();
-      return sqlite3_bind_text64(stmt, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+      const std::string& chars = value.text();
+      return sqlite3_bind_text64(stmt, index, chars.data(), chars.size(), text, SQLITE_UTF8);
     }
     case VEQValue::Kind::Array:
     case VEQValue::Kind::Dict: {
@@ -174,6 +177,9 @@ bool VEQFMDatabase::open() { return openWithFlags(SQLITE_OPEN_READWRITE | SQLITE
 bool VEQFMDatabase::openWithFlags(int flags) {
   if (db_) return true;
   sqlite3* db = nullptr;
+  // One thread uses a connection at a time (the queue serialises callers),
+  // so SQLite's per-connection mutex is pure overhead on every call.
+  if (!(flags & SQLITE_OPEN_FULLMUTEX)) flags |= SQLITE_OPEN_NOMUTEX;
   int rc = sqlite3_open_v2(path_.c_str(), &db, flags, nullptr);
   if (rc == SQLITE_OK) {
     sqlite3_busy_timeout(db, kBusyTimeoutMs);
@@ -275,7 +281,7 @@ void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, std::string_view sql) {
   setMaxCachedStatements(maxCached_);
 }
 
-bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args) {
+bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool argsOutliveUse) {
   const int parameters = sqlite3_bind_parameter_count(stmt);
   const int given = static_cast<int>(args.size());
   bool countOk = given <= parameters;
@@ -287,7 +293,7 @@ bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args) {
     return false;
   }
   for (int i = 0; i < given; ++i) {
-    const int rc = bindValue(stmt, i + 1, args[static_cast<size_t>(i)]);
+    const int rc = bindValue(stmt, i + 1, args[static_cast<size_t>(i)], argsOutliveUse ? SQLITE_STATIC : SQLITE_TRANSIENT);
     if (rc != SQLITE_OK) {
       recordError(sqlite3_errmsg(db_), rc);
       return false;
@@ -299,7 +305,7 @@ bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args) {
 bool VEQFMDatabase::executeUpdate(std::string_view sql, const VEQArray& args) {
   sqlite3_stmt* stmt = acquireStatement(sql);
   if (!stmt) return false;
-  bool ok = bindArguments(stmt, args);
+  bool ok = bindArguments(stmt, args, /*argsOutliveUse=*/true);
   if (ok) {
     int rc;
     while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
@@ -316,7 +322,7 @@ std::unique_ptr<VEQFMResultSet> VEQFMDatabase::executeQuery(std::string_view sql
   sqlite3_stmt* stmt = acquireStatement(sql);
   if (!stmt) return nullptr;
   std::unique_ptr<VEQFMResultSet> rs(new VEQFMResultSet(this, stmt, std::string(sql)));
-  if (!bindArguments(stmt, args)) return nullptr;  // rs releases the statement
+  if (!bindArguments(stmt, args, /*argsOutliveUse=*/false)) return nullptr;  // rs releases the statement
   clearError();
   return rs;
 }

@@ -142,7 +142,7 @@ class VEQFMDatabase {
 
   sqlite3_stmt* acquireStatement(std::string_view sql);
   void releaseStatement(sqlite3_stmt* stmt, std::string_view sql);
-  bool bindArguments(sqlite3_stmt* stmt, const VEQArray& args);
+  bool bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool argsOutliveUse);
   void recordError(std::string message, int code);
   void clearError();
   void finalizeAll();

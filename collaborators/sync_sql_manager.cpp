@@ -13,6 +13,8 @@
 #include <cstddef>
 #include <optional>
 
+#include <fmt/format.h>
+
 namespace veq {
 namespace {
 
@@ -142,7 +144,7 @@ std::vector<Column> allColumns(const Table& t) {
   return columns;
 }
 
-std::string param(size_t n) { return "?" + std::to_string(n); }
+std::string param(size_t n) { return fmt::format("?{}", n); }
 
 // The value expression of every column, and of the primary key for an
 // update. A table with one layout takes anonymous placeholders, so the
@@ -171,7 +173,7 @@ Bindings bindings(const Table& t, bool update) {
   std::string derived(t.shortLayout->derived);
   for (size_t i = 0; i < n; ++i) {
     if (i + 1 == missing) continue;
-    const std::string token = "{" + std::string(columns[i].name) + "}";
+    const std::string token = fmt::format("{{{}}}", columns[i].name);
     const std::string shortParam = param(i + 1 < missing ? i + 1 : i);
     for (size_t at = derived.find(token); at != std::string::npos; at = derived.find(token, at))
       derived.replace(at, token.size(), shortParam);
@@ -224,7 +226,7 @@ std::string existsSql(TableId id, std::string_view stamp, std::optional<int64_t>
 
 std::string schemaSql(const Table& t) {
   const std::vector<Column> columns = allColumns(t);
-  std::string sql = "CREATE TABLE IF NOT EXISTS " + std::string(t.name) + " (pk INTEGER PRIMARY KEY AUTOINCREMENT";
+  std::string sql = "CREATE TABLE IF NOT EXISTS " + std::string(t.name) + " (pk INTEGER PRIMARY KEY";
   for (size_t i = 0; i < columns.size(); ++i) {
     sql += ", " + std::string(columns[i].name) + (columns[i].affinity == Affinity::Integer ? " INTEGER" : " TEXT");
     // The short layout of a numbered statement cannot be told from a list
