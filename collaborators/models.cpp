@@ -223,15 +223,15 @@ const char* sqlTypeOf(VEQPropertyKind kind) {
 }
 
 // A value converted to a property's kind, as the platform's typed setters do.
-VEQValue coerce(const VEQPropertySpec& spec, VEQValue value) {
-  switch (spec.kind) {
+VEQValue coerce(const VEQPropertySpec& property, VEQValue value) {
+  switch (property.kind) {
     case VEQPropertyKind::Bool: return VEQValue(value.boolValue());
     case VEQPropertyKind::Integer: return VEQValue(value.integerValue());
     case VEQPropertyKind::Text: return value.isText() ? value : VEQValue(value.description());
     case VEQPropertyKind::Object: return value;
     case VEQPropertyKind::Array:
       if (value.isNull()) return VEQValue(VEQArray{});
-      if (!value.isArray()) throw std::logic_error("property " + spec.name + " takes a list");
+      if (!value.isArray()) throw std::logic_error("property " + property.name + " takes a list");
       return value;
   }
   return value;

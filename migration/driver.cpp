@@ -9,18 +9,18 @@
 
 namespace veq {
 
-const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& spec, std::string_view tableName) {
-  for (const VEQDriverRoute& route : spec.routes) {
+const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName) {
+  for (const VEQDriverRoute& route : driver.routes) {
     if (route.tableName == tableName) return &route;
   }
   return nullptr;
 }
 
-void veqRunDriver(const VEQDriverSpec& spec, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
+void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
                   VEQFMDatabaseQueue* oldQueue, const VEQProDBManager::CompletionCallback& callback) {
   if (tableName.empty()) {
     if (!callback) {
-      if (spec.emptyNameNeedsCallback) {
+      if (driver.emptyNameNeedsCallback) {
         throw std::invalid_argument("migration driver: an empty table name needs a completion callback");
       }
       return;
@@ -32,7 +32,7 @@ void veqRunDriver(const VEQDriverSpec& spec, const std::string& tableName, VEQFM
   VEQProDBManager::setCurrentDateStr("");
   VEQProDBManager::setSerialNumber(0);
 
-  if (tableName == spec.acknowledgedTable) {
+  if (tableName == driver.acknowledgedTable) {
     const std::vector<VEQDict> rows = VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName);
     if (callback) {
       for (size_t i = 0; i < rows.size(); ++i) callback(tableName, nullptr, true);
@@ -48,7 +48,7 @@ void veqRunDriver(const VEQDriverSpec& spec, const std::string& tableName, VEQFM
     if (rows.empty()) return;
 
     if (!db->open()) {
-      if (spec.onOpenFailure == VEQOpenFailure::kReportNothing) {
+      if (driver.onOpenFailure == VEQOpenFailure::kReportNothing) {
         result = false;
         return;
       }
@@ -58,7 +58,7 @@ void veqRunDriver(const VEQDriverSpec& spec, const std::string& tableName, VEQFM
       return;
     }
 
-    const VEQDriverRoute* route = veqFindRoute(spec, tableName);
+    const VEQDriverRoute* route = veqFindRoute(driver, tableName);
     if (route == nullptr) return;
 
     for (const VEQDict& row : rows) {

@@ -71,10 +71,10 @@ struct VEQDriverSpec {
 };
 
 // The route for `tableName`, or nullptr.
-const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& spec, std::string_view tableName);
+const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName);
 
 // Runs one driver call as described above.
-void veqRunDriver(const VEQDriverSpec& spec, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
+void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
                   VEQFMDatabaseQueue* oldQueue, const VEQProDBManager::CompletionCallback& callback);
 
 }  // namespace veq
