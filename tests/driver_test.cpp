@@ -2,21 +2,19 @@
 // real new database in a temporary directory.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
 
 #include "collaborators/old_db_manager.h"
 #include "migration/driver.h"
+#include "test_support.h"
 
 namespace veq {
 namespace {
 
-namespace fs = std::filesystem;
 using M = VEQProDBManager;
 
 struct Report {
@@ -51,11 +49,8 @@ const VEQDriverRoute kRoutes[] = {
 class VEQDriverTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("veq-driver-" + std::to_string(::getpid()));
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-    old_ = VEQFMDatabaseQueue::databaseQueueWithPath((dir_ / "legacy.db").string());
-    new_ = VEQFMDatabaseQueue::databaseQueueWithPath((dir_ / "new.db").string());
+    old_ = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "legacy.db");
+    new_ = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "new.db");
     ASSERT_TRUE(old_->database()->executeStatements(
         "BEGIN; CREATE TABLE t_user_device (id); INSERT INTO t_user_device VALUES (1),(2),(3);"
         "CREATE TABLE BASIC_INFOS (id); INSERT INTO BASIC_INFOS VALUES (1),(2);"
@@ -69,9 +64,6 @@ class VEQDriverTest : public ::testing::Test {
   }
   void TearDown() override {
     VEQOldDBManager::clearCountCache(old_.get());
-    old_.reset();
-    new_.reset();
-    fs::remove_all(dir_);
   }
 
   M::CompletionCallback recorder() {
@@ -92,7 +84,7 @@ class VEQDriverTest : public ::testing::Test {
     return out.str();
   }
 
-  fs::path dir_;
+  ScratchDir dir_;
   std::shared_ptr<VEQFMDatabaseQueue> old_, new_;
   std::vector<Report> reports_;
 };
@@ -119,7 +111,7 @@ TEST_F(VEQDriverTest, EmptyNameAndAcknowledgedTablesReportWithoutDatabase) {
 }
 
 TEST_F(VEQDriverTest, DatabaseThatWillNotOpen) {
-  auto broken = VEQFMDatabaseQueue::databaseQueueWithPath((dir_ / "missing" / "new.db").string());
+  auto broken = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "missing/new.db");
   ASSERT_FALSE(broken->database()->isOpen());
   M::jkdbDataMigrationWithTableName("t_five", broken.get(), old_.get(), recorder());
   EXPECT_EQ(reported(), "t_five,?,1 t_five,?,1 t_five,?,1 t_five,?,1 t_five,?,1 ");
@@ -137,9 +129,7 @@ TEST_F(VEQDriverTest, EveryRowIsConvertedAndReportedWithItsOwnResult) {
   EXPECT_TRUE(gStateWasReset);
   EXPECT_EQ(gConverted, (std::vector<int64_t>{1, 2, 3}));
   EXPECT_EQ(reported(), "t_rows,db,1 t_rows,db,0 t_rows,db,1 ");
-  auto rs = new_->database()->executeQuery("SELECT count(*) AS n FROM copied");
-  ASSERT_TRUE(rs && rs->next());
-  EXPECT_EQ(rs->longLongIntForColumn("n"), 3);  // committed
+  EXPECT_EQ(queryInt(new_->database().get(), "SELECT count(*) FROM copied"), 3);  // committed
 
   run("t_health", new_.get(), VEQOpenFailure::kReportEveryRow, false);
   EXPECT_EQ(gConverted, (std::vector<int64_t>{1, 2, 3, -4, -5}));

