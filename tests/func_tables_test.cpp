@@ -147,9 +147,9 @@ const Member kMembers[] = {
 };
 
 // "a b:c" → {{"a", "a"}, {"b", "c"}}.
-std::vector<std::pair<std::string, std::string>> pairsOf(const std::string& spec) {
+std::vector<std::pair<std::string, std::string>> pairsOf(const std::string& text) {
   std::vector<std::pair<std::string, std::string>> pairs;
-  std::istringstream words(spec);
+  std::istringstream words(text);
   for (std::string word; words >> word;) {
     size_t colon = word.find(':');
     pairs.emplace_back(word.substr(0, colon), colon == std::string::npos ? word : word.substr(colon + 1));
