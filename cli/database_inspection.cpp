@@ -11,7 +11,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "cli/sql_identifier.h"
+#include "collaborators/sql_identifier.h"
 
 namespace veq {
 

@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "cli/fixture_tables.h"
-#include "cli/sql_identifier.h"
+#include "collaborators/sql_identifier.h"
 #include "collaborators/fmdb.h"
 
 namespace veq {

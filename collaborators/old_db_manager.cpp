@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "collaborators/sql_identifier.h"
 #include "collaborators/sql_literals.h"
 
 namespace veq {
@@ -18,16 +19,6 @@ namespace {
 VEQFMDatabase* openDatabase(VEQFMDatabaseQueue* queue) {
   VEQFMDatabase* db = queue ? queue->database().get() : nullptr;
   return db && db->isOpen() ? db : nullptr;
-}
-
-std::string quotedIdentifier(std::string_view name) {
-  std::string out = "\"";
-  for (char c : name) {
-    if (c == '"') out += '"';
-    out += c;
-  }
-  out += '"';
-  return out;
 }
 
 bool tableExists(VEQFMDatabase* db, const std::string& tableName) {
@@ -157,7 +148,7 @@ std::vector<VEQDict> VEQOldDBManager::getOneTableAllDataWithDbQueue(VEQFMDatabas
   std::vector<VEQDict> rows;
   VEQFMDatabase* db = openDatabase(dbQueue);
   if (!db || !tableExists(db, tableName)) return rows;
-  auto rs = db->executeQuery("SELECT * FROM " + quotedIdentifier(tableName));
+  auto rs = db->executeQuery("SELECT * FROM " + sqlIdentifier(tableName));
   if (!rs) return rows;
   const int columns = rs->columnCount();
   auto keys = std::make_shared<VEQDict::Keys>();

@@ -1,6 +1,6 @@
 // sql_identifier.h — quoting of table and column names in SQL texts.
 //
-// Names come from legacy stores and from tables of this tool; they are
+// Names come from legacy stores and from the tool's own tables; they are
 // written between double quotes with embedded quotes doubled, so any name is
 // safe to paste into a statement.
 #pragma once
