@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <iterator>
-#include <type_traits>
 #include <utility>
 
 #include "collaborators/db_manager.h"
@@ -27,27 +26,6 @@ constexpr size_t kBaseValueCount = 6;
 void appendBaseData(VEQArray* args) {
   args->emplace_back(1);
   for (size_t i = 1; i < kBaseValueCount; ++i) args->emplace_back(std::string());
-}
-
-// Shared by both overloads; `Values` is VEQArray& (copied) or VEQArray&&
-// (moved).
-template <class Values>
-bool upsert(VEQFMDatabase* db, const std::string& existsSql, Values&& recordValues, const std::string& updateSql,
-            const std::string& insertSql) {
-  int64_t pk = 0;
-  const bool exists = VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk);
-
-  VEQArray args;
-  args.reserve(kBaseValueCount + recordValues.size() + (exists ? 1 : 0));
-  appendBaseData(&args);
-  if constexpr (std::is_rvalue_reference_v<Values&&>) {
-    args.insert(args.end(), std::make_move_iterator(recordValues.begin()),
-                std::make_move_iterator(recordValues.end()));
-  } else {
-    args.insert(args.end(), recordValues.begin(), recordValues.end());
-  }
-  if (exists) args.emplace_back(pk);
-  return db->executeUpdate(exists ? updateSql : insertSql, args);
 }
 
 }  // namespace
@@ -99,14 +77,17 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   return result;
 }
 
-bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, const VEQArray& recordValues,
+bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQArray recordValues,
                            const std::string& updateSql, const std::string& insertSql) {
-  return upsert(db, existsSql, recordValues, updateSql, insertSql);
-}
+  int64_t pk = 0;
+  const bool exists = VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk);
 
-bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQArray&& recordValues,
-                           const std::string& updateSql, const std::string& insertSql) {
-  return upsert(db, existsSql, std::move(recordValues), updateSql, insertSql);
+  VEQArray args;
+  args.reserve(kBaseValueCount + recordValues.size() + (exists ? 1 : 0));
+  appendBaseData(&args);
+  args.insert(args.end(), std::make_move_iterator(recordValues.begin()), std::make_move_iterator(recordValues.end()));
+  if (exists) args.emplace_back(pk);
+  return db->executeUpdate(exists ? updateSql : insertSql, args);
 }
 
 }  // namespace veq

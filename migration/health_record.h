@@ -22,10 +22,9 @@
 
 namespace veq {
 
-bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, const VEQArray& recordValues,
-                           const std::string& updateSql, const std::string& insertSql);
-// The same, moving the record's values into the argument list.
-bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQArray&& recordValues,
+// Takes the record's values by value: pass a temporary (or std::move) and
+// they are moved, not copied, into the argument list.
+bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQArray recordValues,
                            const std::string& updateSql, const std::string& insertSql);
 
 }  // namespace veq
