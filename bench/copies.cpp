@@ -10,14 +10,11 @@
 #include <filesystem>
 
 #include "bench/child_process.h"
+#include "cli/run_command.h"
 #include "collaborators/fmdb.h"
 
 namespace veq::bench {
 namespace {
-
-// The connection settings the tool's output database uses.
-constexpr const char* kOutputPragmas =
-    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-65536; PRAGMA temp_store=MEMORY;";
 
 // Opens a new, empty database at `path` (any old file is removed first).
 std::unique_ptr<VEQFMDatabase> freshDatabase(const std::string& path, std::string* error) {

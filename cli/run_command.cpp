@@ -30,13 +30,6 @@ namespace fs = std::filesystem;
 
 constexpr int kRefused = 2;
 
-// Bulk loading: one transaction per legacy table, so a rollback journal
-// (which copies only pages that existed before) writes less than a
-// write-ahead log (which writes every page twice); NORMAL syncs once per
-// commit; a large cache keeps the indexes of big tables in memory.
-constexpr const char* kOutputPragmas =
-    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-65536; PRAGMA temp_store=MEMORY;";
-
 const std::string& storePath(const RunOptions& options, const LegacyStoreKind& kind) {
   static const std::map<std::string, std::string RunOptions::*> fields = {
       {"ios", &RunOptions::iosPath}, {"android", &RunOptions::androidPath}, {"android_cloud", &RunOptions::androidCloudPath}};
