@@ -1,6 +1,8 @@
 // fixture_tables.cpp — the legacy tables of the generated stores.
 #include "cli/fixture_tables.h"
 
+#include "cli/fixture_makers.h"
+
 #include <date/date.h>
 
 #include <algorithm>
@@ -8,74 +10,9 @@
 
 namespace veq {
 
+using namespace fixture;
+
 namespace {
-
-using Ctx = FixtureRowContext;
-using Stores = std::vector<FixtureStore>;
-
-const Stores kIos = {FixtureStore::Ios};
-const Stores kBothAndroid = {FixtureStore::Android, FixtureStore::AndroidCloud};
-
-constexpr int kItemsPerDay = 96;  // fifteen-minute intervals
-constexpr int kMinutesPerItem = 15;
-
-// ---- Value makers -----------------------------------------------------------
-
-FixtureValueMaker constant(VEQValue v) {
-  return [v = std::move(v)](Ctx&) { return v; };
-}
-FixtureValueMaker between(int64_t lo, int64_t hi) {
-  return [=](Ctx& c) { return VEQValue(c.rng.between(lo, hi)); };
-}
-FixtureValueMaker flag() { return between(0, 1); }
-// A multiple of `step` in [lo, hi].
-FixtureValueMaker stepped(int64_t lo, int64_t hi, int64_t step) {
-  return [=](Ctx& c) { return VEQValue(c.rng.between(lo / step, hi / step) * step); };
-}
-FixtureValueMaker deviceMac() {
-  return [](Ctx& c) { return VEQValue(c.device.mac); };
-}
-FixtureValueMaker userId() {
-  return [](Ctx& c) { return VEQValue(c.device.userId); };
-}
-FixtureValueMaker androidId() {
-  return [](Ctx& c) { return VEQValue(c.device.androidId); };
-}
-FixtureValueMaker dayDate() {
-  return [](Ctx& c) { return VEQValue(c.day->ymd); };
-}
-FixtureValueMaker dayFirstMinute() {
-  return [](Ctx& c) {
-    return VEQValue(c.day->items.empty() ? 0 : int64_t{c.day->items.front().slot} * kMinutesPerItem);
-  };
-}
-FixtureValueMaker daySum(int64_t FixtureSportItem::*field) {
-  return [field](Ctx& c) {
-    int64_t sum = 0;
-    for (const FixtureSportItem& item : c.day->items) sum += item.*field;
-    return VEQValue(sum);
-  };
-}
-FixtureValueMaker itemValue(int64_t FixtureSportItem::*field) {
-  return [field](Ctx& c) { return VEQValue(c.item->*field); };
-}
-// The item's place in its day counted from 1, or 0 on days whose items were
-// stored without numbers.
-FixtureValueMaker itemSerial() {
-  return [](Ctx& c) { return VEQValue(c.day->unnumbered ? 0 : c.item->slot + 1); };
-}
-
-FixtureColumn text(std::string name, FixtureValueMaker value) {
-  return {std::move(name), "TEXT", std::move(value)};
-}
-FixtureColumn integer(std::string name, FixtureValueMaker value) {
-  return {std::move(name), "INTEGER", std::move(value)};
-}
-
-FixtureTable table(Stores stores, std::string name, FixtureRowsPer rowsPer, std::vector<FixtureColumn> columns,
-                   std::vector<VEQDict> oddRows = {}, int deviceLimit = 0) {
-  return {std::move(stores), std::move(name), rowsPer, std::move(columns), std::move(oddRows), deviceLimit};
-}
 
 // A legacy capability table: the device key, then one 0/1 column per flag.
 FixtureTable capabilityTable(std::string name, std::vector<std::string> flags, int deviceLimit = 0) {
@@ -89,31 +26,19 @@ const std::vector<std::string> kLanguages = {"ch", "eng", "french", "german", "i
 const std::vector<std::string> kMoreLanguages = {"romanian", "lithuanian", "dutch",   "slovenian",
                                                  "hungarian", "polish",    "russian", "ukrainian"};
 
-// Rows of health tables that carry no device key or no date.
-std::vector<VEQDict> unplaceableRows() { return {{{"smart_device_id", ""}}, {{"date", 0}}}; }
+}  // namespace
 
-std::vector<FixtureTable> buildTables() {
+std::vector<FixtureTable> fixtureRegistryTables() {
   std::vector<FixtureTable> t;
-
-  // ---- Legacy iOS devices and user ----
   t.push_back(table(kIos, "t_user_device", FixtureRowsPer::Device,
                {text("user_id", userId()), text("smart_device_id", deviceMac()), integer("band_status", flag())}));
-  t.push_back(table(kIos, "t_smart_device", FixtureRowsPer::Device,
-               {text("mac_address", deviceMac()),
-                text("device_pk_id", [](Ctx& c) { return VEQValue("pk-" + c.device.userId); }),
-                integer("device_id", between(7000, 7099)),
-                text("version", [](Ctx& c) { return VEQValue("1." + std::to_string(c.rng.between(0, 9))); }),
-                integer("model", between(1, 12)), integer("batt_status", between(0, 2)),
-                integer("batt_level", between(5, 100)), integer("pair_flag", flag()),
-                integer("reboot_flag", constant(0))}));
-  t.push_back(table(kIos, "t_user", FixtureRowsPer::Device,
-               {text("user_id", userId()), integer("height", between(150, 195)), integer("weight", between(45, 110)),
-                integer("gender", flag()), integer("year", between(1955, 2008)), integer("month", between(1, 12)),
-                integer("day", between(1, 28)), integer("goal_sleep_data_hour", between(6, 9)),
-                integer("goal_sleep_data_minute", stepped(0, 30, 30)),
-                integer("goal_sport_data", stepped(5000, 15000, 500)), integer("goal_type", flag())}));
+  t.push_back(table(kBothAndroid, "BASIC_INFOS", FixtureRowsPer::Device,
+               {integer("D_ID", androidId()), text("MAC_ADDRESS", deviceMac())}));
+  return t;
+}
 
-  // ---- Legacy iOS capability tables ----
+std::vector<FixtureTable> fixtureCapabilityTables() {
+  std::vector<FixtureTable> t;
   t.push_back(table(kIos, "t_func_table", FixtureRowsPer::Device,
                {text("smart_device_id", deviceMac()), integer("alarm_count", between(0, 10)),
                 integer("sport_show_num", between(0, 8))}));
@@ -151,33 +76,8 @@ std::vector<FixtureTable> buildTables() {
   t.push_back(capabilityTable("t_langSupport", kLanguages, 1));
   t.push_back(capabilityTable("t_ex_lang_support", kMoreLanguages, 1));
 
-  // ---- Legacy iOS sport history ----
-  t.push_back(table(kIos, "t_sport_data", FixtureRowsPer::Day,
-               {text("smart_device_id", deviceMac()), integer("date", dayDate()),
-                integer("items_count", constant(kItemsPerDay)),
-                integer("total_step", daySum(&FixtureSportItem::steps)),
-                integer("total_cal", daySum(&FixtureSportItem::calories)),
-                integer("total_distances", daySum(&FixtureSportItem::distance)),
-                integer("total_active_time", daySum(&FixtureSportItem::activeTime)),
-                integer("minute_offset", dayFirstMinute()), integer("per_minute", constant(kMinutesPerItem)),
-                integer("goal_sport_data", stepped(5000, 15000, 500))},
-               unplaceableRows()));
-  t.push_back(table(kIos, "t_sport_item", FixtureRowsPer::Item,
-               {text("smart_device_id", deviceMac()), integer("date", dayDate()),
-                integer("serial_number", itemSerial()), integer("mode", itemValue(&FixtureSportItem::mode)),
-                integer("sport_count", itemValue(&FixtureSportItem::steps)),
-                integer("active_time", itemValue(&FixtureSportItem::activeTime)),
-                integer("calories", itemValue(&FixtureSportItem::calories)),
-                integer("distance", itemValue(&FixtureSportItem::distance))},
-               unplaceableRows()));
-
-  // ---- Legacy Android devices ----
-  t.push_back(table(kBothAndroid, "BASIC_INFOS", FixtureRowsPer::Device,
-               {integer("D_ID", androidId()), text("MAC_ADDRESS", deviceMac())}));
   return t;
 }
-
-}  // namespace
 
 std::string fixtureStoreFileName(FixtureStore store) {
   switch (store) {
@@ -222,7 +122,14 @@ FixtureDayPlan fixtureDayPlan(uint64_t seed, const FixtureDevice& device, int da
 }
 
 const std::vector<FixtureTable>& fixtureTables() {
-  static const std::vector<FixtureTable> tables = buildTables();
+  static const std::vector<FixtureTable> tables = [] {
+    std::vector<FixtureTable> all;
+    for (auto group : {fixtureRegistryTables, fixtureSettingsTables, fixtureCapabilityTables, fixtureIosHealthTables,
+                       fixtureAndroidHealthTables}) {
+      for (FixtureTable& t : group()) all.push_back(std::move(t));
+    }
+    return all;
+  }();
   return tables;
 }
 

@@ -4,7 +4,13 @@
 // declared type, and how a value is made) and what one row stands for: a
 // device, a day of a device, or one fifteen-minute item of such a day. The
 // generator (fixtures.h) walks the devices and days and asks every column for
-// its value, so a new legacy table is one more entry in fixtureTables().
+// its value, so a new legacy table is one more entry in its group. A table
+// whose rows follow another pattern (stretches of a night, points of a track)
+// is FixtureRowsPer::Generated: its `generate` function emits whole rows.
+//
+// The groups live in files of their own (fixture_<group>.cpp), written in
+// the vocabulary of fixture_makers.h; fixtureTables() joins them in the
+// order below.
 //
 // Rules the entries follow:
 //   * Value makers draw randomness only from the row context's generator,
@@ -73,7 +79,19 @@ struct FixtureColumn {
   FixtureValueMaker value;
 };
 
-enum class FixtureRowsPer { Device, Day, Item };
+enum class FixtureRowsPer { Device, Day, Item, Generated };
+
+// What a Generated table's rows may depend on.
+struct FixtureGeneration {
+  uint64_t seed = 1;
+  int days = 0;  // fixture days, day 0 being 1 January 2017
+  const std::vector<FixtureDevice>& devices;
+  FixtureRng& rng;  // the table's stream
+};
+
+// Emits every row of a Generated table, each a list of values in column
+// order.
+using FixtureRowGenerator = std::function<void(FixtureGeneration&, const std::function<void(VEQArray)>& emit)>;
 
 struct FixtureTable {
   std::vector<FixtureStore> stores;
@@ -82,8 +100,17 @@ struct FixtureTable {
   std::vector<FixtureColumn> columns;
   std::vector<VEQDict> oddRows;  // column → replacement value
   int deviceLimit = 0;           // rows for the first N devices only; 0: all
+  FixtureRowGenerator generate;  // Generated tables only
 };
 
+// All tables, group by group in this order.
 const std::vector<FixtureTable>& fixtureTables();
+
+// The groups (each in fixture_<group>.cpp).
+std::vector<FixtureTable> fixtureRegistryTables();       // device registries of every store
+std::vector<FixtureTable> fixtureSettingsTables();       // legacy iOS settings and user
+std::vector<FixtureTable> fixtureCapabilityTables();     // legacy iOS function tables
+std::vector<FixtureTable> fixtureIosHealthTables();      // legacy iOS health history
+std::vector<FixtureTable> fixtureAndroidHealthTables();  // both Android stores' health history
 
 }  // namespace veq

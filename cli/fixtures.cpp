@@ -29,11 +29,17 @@ std::vector<FixtureDevice> makeDevices(int count) {
   return devices;
 }
 
-// Calls emit(values) for every row of `table`, regular rows first.
+// Calls emit(values) for every row of `table`, regular rows first (a
+// Generated table emits its own rows).
 template <typename Emit>
 void forEachRow(const FixtureTable& table, const FixtureOptions& options, const std::vector<FixtureDevice>& devices,
                 Emit emit) {
   FixtureRng rng(options.seed, {FixtureRng::hashName(table.name)});
+  if (table.rowsPer == FixtureRowsPer::Generated) {
+    FixtureGeneration generation{options.seed, options.days, devices, rng};
+    table.generate(generation, [&emit](VEQArray row) { emit(std::move(row)); });
+    return;
+  }
   auto values = [&table](FixtureRowContext& context) {
     VEQArray row;
     row.reserve(table.columns.size());
