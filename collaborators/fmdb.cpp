@@ -214,9 +214,15 @@ void VEQFMDatabase::finalizeAll() {
 }
 
 void VEQFMDatabase::recordError(std::string message, int code) {
+  if (firstErrorSinceMark_.empty()) firstErrorSinceMark_ = message;
   lastError_ = std::move(message);
   lastErrorCode_ = code;
   ++failedStatements_;
+}
+
+void VEQFMDatabase::markErrors() {
+  firstErrorSinceMark_.clear();
+  failedAtMark_ = failedStatements_;
 }
 
 void VEQFMDatabase::clearError() {

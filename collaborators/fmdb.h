@@ -18,7 +18,8 @@
 //     cost one preparation. A statement in use by an open result set is not
 //     reused until that result set closes.
 //   * Failures never throw: the call returns false (or nullptr), the message
-//     is kept in lastErrorMessage(), and failedStatementCount() counts it.
+//     is kept in lastErrorMessage() (and in firstErrorSinceMark() when it is
+//     the first since markErrors()), and failedStatementCount() counts it.
 //
 // VEQFMResultSet steps a query; it releases its statement back to the cache
 // when closed or destroyed. Column look-ups by name are case-insensitive.
@@ -126,6 +127,13 @@ class VEQFMDatabase {
   bool hadError() const { return lastErrorCode_ != 0; }
   // Statements that failed (prepare, bind or step) since this object was made.
   int64_t failedStatementCount() const { return failedStatements_; }
+  // A mark for attributing failures to one piece of work (a legacy table):
+  // after markErrors(), failedSinceMark() counts the statements that failed
+  // and firstErrorSinceMark() keeps the message of the first of them ("" when
+  // none failed), however many succeed or fail after it.
+  void markErrors();
+  int64_t failedSinceMark() const { return failedStatements_ - failedAtMark_; }
+  const std::string& firstErrorSinceMark() const { return firstErrorSinceMark_; }
   int64_t lastInsertRowId() const;
   int changes() const;
 
@@ -166,6 +174,8 @@ class VEQFMDatabase {
   std::string lastError_;
   int lastErrorCode_ = 0;
   int64_t failedStatements_ = 0;
+  int64_t failedAtMark_ = 0;
+  std::string firstErrorSinceMark_;
   int64_t prepares_ = 0;
 };
 

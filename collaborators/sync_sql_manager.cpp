@@ -63,10 +63,14 @@ struct Table {
   std::string_view extraSchema = {};  // further statements (e.g. a trigger)
 };
 
+// Positions in tables(): the order of VEQHealthTable.
 enum TableId : size_t {
   kSport, kSportItem, kSleep, kSleepItem, kHr, kHrItem,
   kBp, kBpItem, kGps, kGpsItem, kWeight, kActivity, kTableCount
 };
+static_assert(kTableCount == static_cast<size_t>(VEQHealthTable::kCount));
+static_assert(kGpsItem == static_cast<size_t>(VEQHealthTable::kGpsPoint));
+static_assert(kActivity == static_cast<size_t>(VEQHealthTable::kActivity));
 
 const std::array<Table, kTableCount>& tables() {
   static const std::array<Table, kTableCount> all = {{
@@ -337,6 +341,31 @@ const std::string& VEQSyncSqlManager::weightInsertSqlStr() const { return s().in
 const std::string& VEQSyncSqlManager::weightUpdateSqlStr() const { return s().update[kWeight]; }
 const std::string& VEQSyncSqlManager::activityInsertSqlStr() const { return s().insert[kActivity]; }
 const std::string& VEQSyncSqlManager::activityUpdateSqlStr() const { return s().update[kActivity]; }
+
+const std::string& VEQSyncSqlManager::insertSqlStr(VEQHealthTable table) const {
+  return s().insert[static_cast<size_t>(table)];
+}
+const std::string& VEQSyncSqlManager::updateSqlStr(VEQHealthTable table) const {
+  return s().update[static_cast<size_t>(table)];
+}
+
+std::string_view VEQSyncSqlManager::tableName(VEQHealthTable table) { return tables()[static_cast<size_t>(table)].name; }
+
+const std::vector<std::string_view>& VEQSyncSqlManager::recordColumns(VEQHealthTable table) {
+  static const std::array<std::vector<std::string_view>, kTableCount> columns = [] {
+    std::array<std::vector<std::string_view>, kTableCount> all;
+    for (size_t id = 0; id < kTableCount; ++id) {
+      for (const Column& c : tables()[id].columns) all[id].push_back(c.name);
+    }
+    return all;
+  }();
+  return columns[static_cast<size_t>(table)];
+}
+
+std::string_view VEQSyncSqlManager::shortLayoutOmits(VEQHealthTable table) {
+  const Table& t = tables()[static_cast<size_t>(table)];
+  return t.shortLayout ? t.shortLayout->missing : std::string_view();
+}
 
 std::string VEQSyncSqlManager::healthSchemaSql() {
   std::string sql;

@@ -21,6 +21,12 @@
 
 namespace veq {
 
+// The new health tables, in schema order.
+enum class VEQHealthTable : uint8_t {
+  kSport, kSportItem, kSleep, kSleepItem, kHeartRate, kHeartRateItem,
+  kBloodPressure, kBloodPressureItem, kGps, kGpsPoint, kWeight, kActivity, kCount
+};
+
 class VEQSyncSqlManager {
  public:
   static const VEQSyncSqlManager& shareInstance();
@@ -65,6 +71,17 @@ class VEQSyncSqlManager {
   const std::string& weightUpdateSqlStr() const;
   const std::string& activityInsertSqlStr() const;
   const std::string& activityUpdateSqlStr() const;
+
+  // The same statements chosen by table: the named accessors above are
+  // these, one per table and statement.
+  const std::string& insertSqlStr(VEQHealthTable table) const;
+  const std::string& updateSqlStr(VEQHealthTable table) const;
+  static std::string_view tableName(VEQHealthTable table);
+  // The record's own columns (after the six base columns) in binding order.
+  static const std::vector<std::string_view>& recordColumns(VEQHealthTable table);
+  // The column a table's second, shorter layout leaves out ("day_stamp" of
+  // the GPS tables); "" when the table has one layout.
+  static std::string_view shortLayoutOmits(VEQHealthTable table);
 
   // CREATE TABLE / CREATE INDEX (and the GPS trigger) statements of every
   // health table, each safe to run on a database that already has them.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "collaborators/old_db_manager.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
 
@@ -25,6 +26,7 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
       }
       return;
     }
+    veqBeginRow(nullptr);
     callback(tableName, nullptr, true);
     return;
   }
@@ -35,7 +37,11 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   if (tableName == driver.acknowledgedTable) {
     const std::vector<VEQDict> rows = VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName);
     if (callback) {
-      for (size_t i = 0; i < rows.size(); ++i) callback(tableName, nullptr, true);
+      for (const VEQDict& row : rows) {
+        veqBeginRow(&row);
+        veqKeepRow();
+        callback(tableName, nullptr, true);
+      }
     }
     return;
   }
@@ -53,7 +59,11 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
         return;
       }
       if (callback) {
-        for (size_t i = 0; i < rows.size(); ++i) callback(tableName, db, result);
+        for (const VEQDict& row : rows) {
+          veqBeginRow(&row);
+          veqRowFailed("the new database is not open");
+          callback(tableName, db, result);
+        }
       }
       return;
     }
@@ -62,6 +72,7 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
     if (route == nullptr) return;
 
     for (const VEQDict& row : rows) {
+      veqBeginRow(&row);
       {
         // The row's conversion and all its temporaries end here, before the
         // report, so a long table migrates in bounded memory.

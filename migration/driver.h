@@ -25,6 +25,11 @@
 //      else convert each row in list order, keep its result in the result
 //      flag and report (name, db, flag). A NO does not stop the loop.
 //
+// Row outcomes (row_outcome.h): before each row's conversion the report is
+// reset to that row; acknowledged rows are reported "kept", and rows of a
+// database that does not open "write failed". The callback reads the report
+// of the row it is told about.
+//
 // The callback may be empty (except where step 1 requires it); then the
 // driver does all its work and reports nothing. Each row's conversion runs in
 // its own scope so its temporaries are gone before the report.

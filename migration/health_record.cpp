@@ -5,13 +5,14 @@
 #include "migration/health_record.h"
 
 #include <cstdio>
-#include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "collaborators/db_manager.h"
 #include "collaborators/models.h"
 #include "collaborators/sdk_utility.h"
 #include "migration/pro_db_manager.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
 namespace {
@@ -77,17 +78,86 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   return result;
 }
 
-bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQArray recordValues,
-                           const std::string& updateSql, const std::string& insertSql) {
+namespace {
+
+std::string fieldError(VEQHealthTable table, std::string_view column, std::string_view problem) {
+  return std::string(VEQSyncSqlManager::tableName(table)) + ": column \"" + std::string(column) + "\" " +
+         std::string(problem);
+}
+
+}  // namespace
+
+VEQHealthRecord::VEQHealthRecord(VEQHealthTable table, VEQRecordLayout layout)
+    : table_(table), layout_(layout), omitted_(std::string_view::npos) {
+  const std::vector<std::string_view>& columns = VEQSyncSqlManager::recordColumns(table);
+  if (columns.size() > 64) throw std::logic_error("health record: more than 64 columns");
+  if (layout == VEQRecordLayout::kShort) {
+    const std::string_view omits = VEQSyncSqlManager::shortLayoutOmits(table);
+    if (omits.empty()) throw std::logic_error(fieldError(table, "", "table has no short layout"));
+    for (size_t i = 0; i < columns.size(); ++i)
+      if (columns[i] == omits) omitted_ = i;
+  }
+  values_.reserve(kBaseValueCount + columns.size() + 1);  // room for the pk
+  appendBaseData(&values_);
+  values_.resize(kBaseValueCount + columns.size());
+}
+
+VEQHealthRecord::VEQHealthRecord(VEQHealthTable table, std::initializer_list<Field> fields, VEQRecordLayout layout)
+    : VEQHealthRecord(table, layout) {
+  for (const Field& field : fields) set(field.first, field.second);
+}
+
+size_t VEQHealthRecord::positionOf(std::string_view column) const {
+  const std::vector<std::string_view>& columns = VEQSyncSqlManager::recordColumns(table_);
+  if (next_ < columns.size() && columns[next_] == column) return next_;
+  for (size_t i = 0; i < columns.size(); ++i)
+    if (columns[i] == column) return i;
+  throw std::logic_error(fieldError(table_, column, "does not exist"));
+}
+
+VEQHealthRecord& VEQHealthRecord::set(std::string_view column, VEQValue value) {
+  const size_t i = positionOf(column);
+  if (i == omitted_) throw std::logic_error(fieldError(table_, column, "is not part of the short layout"));
+  if (setMask_ & (uint64_t{1} << i)) throw std::logic_error(fieldError(table_, column, "is set twice"));
+  setMask_ |= uint64_t{1} << i;
+  values_[kBaseValueCount + i] = std::move(value);
+  next_ = i + 1 == omitted_ ? i + 2 : i + 1;
+  return *this;
+}
+
+const VEQValue& VEQHealthRecord::operator[](std::string_view column) const {
+  return values_[kBaseValueCount + positionOf(column)];
+}
+
+VEQArray VEQHealthRecord::takeArguments() {
+  const std::vector<std::string_view>& columns = VEQSyncSqlManager::recordColumns(table_);
+  for (size_t i = 0; i < columns.size(); ++i) {
+    if (i != omitted_ && !(setMask_ & (uint64_t{1} << i))) {
+      throw std::logic_error(fieldError(table_, columns[i], "is not set"));
+    }
+  }
+  if (omitted_ != std::string_view::npos) {
+    values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(kBaseValueCount + omitted_));
+    omitted_ = std::string_view::npos;
+  }
+  return std::move(values_);
+}
+
+bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
+                           VEQHealthWrite write) {
   int64_t pk = 0;
   const bool exists = VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk);
-
-  VEQArray args;
-  args.reserve(kBaseValueCount + recordValues.size() + (exists ? 1 : 0));
-  appendBaseData(&args);
-  args.insert(args.end(), std::make_move_iterator(recordValues.begin()), std::make_move_iterator(recordValues.end()));
+  if (exists && write == VEQHealthWrite::kInsertOnce) {
+    veqKeepRow();
+    return true;
+  }
+  const VEQSyncSqlManager& sql = VEQSyncSqlManager::shareInstance();
+  VEQArray args = record.takeArguments();
   if (exists) args.emplace_back(pk);
-  return db->executeUpdate(exists ? updateSql : insertSql, args);
+  const bool written = db->executeUpdate(exists ? sql.updateSqlStr(record.table()) : sql.insertSqlStr(record.table()),
+                                         args);
+  veqRowWritten(db, exists, written);
+  return written;
 }
 
 }  // namespace veq

@@ -1,30 +1,96 @@
-// health_record.h — the insert-or-update step every health conversion ends
-// with.
+// health_record.h — one health record, and the insert-or-update step every
+// health conversion ends with.
 //
-// veqUpsertHealthRecord writes one health record:
-//   1. runs `existsSql` (a query selecting "pk" of at most one record);
-//   2. binds the six base values (1 and five ""), then `recordValues` in
-//      order, and — when the record exists — its primary key as an integer
-//      last;
-//   3. executes `updateSql` when the record exists, `insertSql` otherwise.
-// It returns the statement's result; health conversions ignore it and report
-// YES, so a failed write is not detected.
+// VEQHealthRecord is a record of one new health table, filled by column
+// name. The table's column list (collaborators/sync_sql_manager.h) fixes the
+// binding order once, so every writer of a table — the legacy iOS one and
+// the Android one — names what it puts where, and no value can land one
+// position off:
+//
+//   VEQHealthRecord item(VEQHealthTable::kSportItem, {
+//       {"mac_addr", macAddr}, {"serial_number", serial}, {"day_stamp", dayStamp},
+//       {"distance", ...}, {"calories", ...}, {"active_time", ...},
+//       {"steps", ...}, {"sport_mode", ...}});
+//
+// Rules (each a std::logic_error naming the table and column, so a wrong
+// description fails its first test, never silently on a phone):
+//   * a column the table does not have, or one given twice;
+//   * a column left unset when the record is written.
+// A table with a short layout (the GPS tables, written by Android without
+// the day stamp) is filled in that layout with VEQRecordLayout::kShort: the
+// column it omits must then not be given.
+//
+// The values start with the six base values (1 and five ""), then the
+// record's columns in table order; the primary key is appended for an
+// update. Setting a column in table order costs one comparison.
+//
+// veqUpsertHealthRecord writes one record:
+//   1. runs `existsSql` (a query selecting "pk" of at most one record)
+//      through VEQDBManager::querySyncExistDataWithSqlDb;
+//   2. executes the table's UPDATE with the primary key appended when the
+//      record exists, its INSERT otherwise — or, with
+//      VEQHealthWrite::kInsertOnce, leaves an existing record as it is;
+//   3. states the row outcome (row_outcome.h): inserted, updated, kept or
+//      write failed with the database's message.
+// It returns the statement's result (true when kept); health conversions
+// ignore it and report YES.
 //
 // The run state, the serial-number rule, the base values and the time-stamp
 // normalisation are members of VEQProDBManager (pro_db_manager.h) and live
 // in health_record.cpp.
 #pragma once
 
+#include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "collaborators/fmdb.h"
+#include "collaborators/sync_sql_manager.h"
 #include "collaborators/value.h"
 
 namespace veq {
 
-// Takes the record's values by value: pass a temporary (or std::move) and
-// they are moved, not copied, into the argument list.
-bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQArray recordValues,
-                           const std::string& updateSql, const std::string& insertSql);
+enum class VEQRecordLayout { kFull, kShort };
+
+class VEQHealthRecord {
+ public:
+  using Field = std::pair<std::string_view, VEQValue>;
+
+  explicit VEQHealthRecord(VEQHealthTable table, VEQRecordLayout layout = VEQRecordLayout::kFull);
+  VEQHealthRecord(VEQHealthTable table, std::initializer_list<Field> fields,
+                  VEQRecordLayout layout = VEQRecordLayout::kFull);
+
+  // Sets one column; throws std::logic_error as the header says.
+  VEQHealthRecord& set(std::string_view column, VEQValue value);
+
+  VEQHealthTable table() const { return table_; }
+  VEQRecordLayout layout() const { return layout_; }
+  // The value set for `column` (null when unset); throws for an unknown one.
+  const VEQValue& operator[](std::string_view column) const;
+
+  // The argument list: base values, then the record's values in table order.
+  // Throws std::logic_error naming the first column left unset.
+  VEQArray takeArguments();
+
+ private:
+  size_t positionOf(std::string_view column) const;
+
+  VEQHealthTable table_;
+  VEQRecordLayout layout_;
+  size_t omitted_;        // column index the layout leaves out, or npos
+  size_t next_ = 0;       // column index expected next (in-order fast path)
+  uint64_t setMask_ = 0;  // bit i: column i set
+  VEQArray values_;
+};
+
+enum class VEQHealthWrite {
+  kUpsert,      // update an existing record in place, insert a new one
+  kInsertOnce,  // insert a new record, leave an existing one as it is
+};
+
+bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
+                           VEQHealthWrite write = VEQHealthWrite::kUpsert);
 
 }  // namespace veq

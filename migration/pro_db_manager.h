@@ -11,7 +11,8 @@
 // reads every row of the legacy table, converts each row with the routine
 // that the table's name selects, and reports each row's outcome through the
 // completion callback (table name, database or nullptr, success). Tables
-// whose name selects no routine are ignored without a report.
+// whose name selects no routine are ignored without a report. Inside the
+// callback, lastRowReport() says what became of that row.
 //
 // The shared instance holds three device registries that the caller fills
 // before a run: the legacy iOS user devices ("user_id", "smart_device_id",
@@ -30,6 +31,7 @@
 #include "collaborators/fmdb.h"
 #include "collaborators/sdk_utility.h"
 #include "collaborators/value.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
 
@@ -64,6 +66,11 @@ class VEQProDBManager {
   static void androidDataMigrationWithTableName(const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
                                                 VEQFMDatabaseQueue* oldQueue,
                                                 const CompletionCallback& saveHealthComplete);
+  // What became of the row the completion callback is reporting: inserted,
+  // updated, kept, skipped (with the reason) or write failed (with the
+  // database's message). See row_outcome.h.
+  static const VEQRowReport& lastRowReport() { return veqRowReport(); }
+
   // Legacy table names each driver converts, in dispatch order (the special
   // acknowledged tables "t_user_device" and "BASIC_INFOS" are not listed).
   static std::vector<std::string> jkdbMigratableTableNames();

@@ -67,7 +67,11 @@ class VEQDriverTest : public ::testing::Test {
   }
 
   M::CompletionCallback recorder() {
-    return [this](const std::string& table, VEQFMDatabase* db, bool ok) { reports_.push_back({table, db, ok}); };
+    return [this](const std::string& table, VEQFMDatabase* db, bool ok) {
+      reports_.push_back({table, db, ok});
+      const VEQRowReport& r = M::lastRowReport();
+      outcomes_ += std::string(veqOutcomeName(r.outcome)) + ":" + (r.row ? r.row->stringForKey("id") : "-") + " ";
+    };
   }
   void run(const std::string& table, VEQFMDatabaseQueue* queue, VEQOpenFailure onOpenFailure, bool withCallback) {
     veqRunDriver({"t_user_device", false, onOpenFailure, kRoutes}, table, queue, old_.get(),
@@ -87,6 +91,7 @@ class VEQDriverTest : public ::testing::Test {
   ScratchDir dir_;
   std::shared_ptr<VEQFMDatabaseQueue> old_, new_;
   std::vector<Report> reports_;
+  std::string outcomes_;  // "outcome:row id " per report
 };
 
 TEST_F(VEQDriverTest, EmptyNameAndAcknowledgedTablesReportWithoutDatabase) {
@@ -102,6 +107,7 @@ TEST_F(VEQDriverTest, EmptyNameAndAcknowledgedTablesReportWithoutDatabase) {
   EXPECT_TRUE(M::currentDateStr().empty() && M::serialNumber() == 0);
   M::androidDataMigrationWithTableName("BASIC_INFOS", new_.get(), old_.get(), recorder());
   EXPECT_EQ(reported(), "t_user_device,-,1 t_user_device,-,1 t_user_device,-,1 BASIC_INFOS,-,1 BASIC_INFOS,-,1 ");
+  EXPECT_EQ(outcomes_, "unstated:- unstated:- kept:1 kept:2 kept:3 kept:1 kept:2 ");
   // Each driver acknowledges only its own table; neither converts it.
   M::jkdbDataMigrationWithTableName("BASIC_INFOS", new_.get(), old_.get(), recorder());
   M::androidDataMigrationWithTableName("t_user_device", new_.get(), old_.get(), recorder());
@@ -115,6 +121,8 @@ TEST_F(VEQDriverTest, DatabaseThatWillNotOpen) {
   ASSERT_FALSE(broken->database()->isOpen());
   M::jkdbDataMigrationWithTableName("t_five", broken.get(), old_.get(), recorder());
   EXPECT_EQ(reported(), "t_five,?,1 t_five,?,1 t_five,?,1 t_five,?,1 t_five,?,1 ");
+  EXPECT_EQ(outcomes_, "write_failed:1 write_failed:2 write_failed:3 write_failed:4 write_failed:5 ");
+  EXPECT_EQ(M::lastRowReport().message, "the new database is not open");
   M::androidDataMigrationWithTableName("t_five", broken.get(), old_.get(), recorder());
   EXPECT_EQ(reported(), "");
   // Nothing is converted, even for a table with a route.
@@ -129,6 +137,9 @@ TEST_F(VEQDriverTest, EveryRowIsConvertedAndReportedWithItsOwnResult) {
   EXPECT_TRUE(gStateWasReset);
   EXPECT_EQ(gConverted, (std::vector<int64_t>{1, 2, 3}));
   EXPECT_EQ(reported(), "t_rows,db,1 t_rows,db,0 t_rows,db,1 ");
+  // A routine that states nothing leaves its row "unstated"; each report
+  // carries the row it is about.
+  EXPECT_EQ(outcomes_, "unstated:1 unstated:2 unstated:3 ");
   EXPECT_EQ(queryInt(new_->database().get(), "SELECT count(*) FROM copied"), 3);  // committed
 
   run("t_health", new_.get(), VEQOpenFailure::kReportEveryRow, false);

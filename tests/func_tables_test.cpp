@@ -42,12 +42,14 @@ class FuncTables : public ::testing::Test {
 TEST_F(FuncTables, InsertsOnceThenUpdatesInPlace) {
   const char* table = "t_get_func_lang_extend";
   EXPECT_TRUE(M::lang1FuncTableDataMigrationWithDic({{"smart_device_id", "AA:01"}, {"dutch", "1"}}, &db_));
+  EXPECT_EQ(M::lastRowReport().outcome, VEQRowOutcome::kInserted);
   VEQDict first = record(table, "AA:01");
   EXPECT_EQ(first.integerForKey("migration_state"), 1);
   EXPECT_EQ(first.integerForKey("dutch"), 1);
 
   // Same device again: the record is updated (the pk binds last), not added.
   EXPECT_TRUE(M::lang1FuncTableDataMigrationWithDic({{"smart_device_id", "AA:01"}, {"polish", 1}}, &db_));
+  EXPECT_EQ(M::lastRowReport().outcome, VEQRowOutcome::kUpdated);
   VEQDict second = record(table, "AA:01");
   EXPECT_EQ(count(table), 1);
   EXPECT_EQ(second.integerForKey("pk"), first.integerForKey("pk"));
@@ -69,8 +71,19 @@ TEST_F(FuncTables, RowWithoutDeviceKeyIsSkippedAndFailingStatementReportsNo) {
   // Skipped rows never touch the database, so the missing table is no matter.
   EXPECT_TRUE(M::mainFuncTableDataMigrationWithDic({{"smart_device_id", ""}, {"heartRate", 1}}, &db_));
   EXPECT_EQ(db_.failedStatementCount(), 0);
-  // A keyed row reaches the INSERT, which fails.
+  EXPECT_EQ(M::lastRowReport().outcome, VEQRowOutcome::kSkipped);
+  EXPECT_EQ(M::lastRowReport().reason, VEQSkipReason::kNoDeviceKey);
+  // A keyed row reaches the INSERT, which fails with SQLite's message; the
+  // mark keeps the first failure of the table (the exists query) as well.
+  db_.markErrors();
+  veqBeginRow(nullptr);
   EXPECT_FALSE(M::mainFuncTableDataMigrationWithDic({{"smart_device_id", "AA:01"}}, &db_));
+  EXPECT_EQ(M::lastRowReport().outcome, VEQRowOutcome::kWriteFailed);
+  EXPECT_EQ(M::lastRowReport().message, "no such table: t_get_func_main");
+  EXPECT_EQ(db_.failedSinceMark(), 2);
+  EXPECT_EQ(db_.firstErrorSinceMark(), "no such table: t_get_func_main");
+  ASSERT_TRUE(db_.executeStatements("SELECT 1"));
+  EXPECT_EQ(db_.firstErrorSinceMark(), "no such table: t_get_func_main");
 }
 
 TEST_F(FuncTables, Main1TrustsOnlyPositivePkAndLeavesMigrationStateAlone) {

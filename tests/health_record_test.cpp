@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "collaborators/sdk_utility.h"
 #include "migration/health_record.h"
 #include "migration/pro_db_manager.h"
+#include "migration/row_outcome.h"
+#include "test_support.h"
 
 namespace veq {
 namespace {
@@ -47,29 +51,57 @@ TEST(VEQHealthRecord, SerialNumbersRestartWhenTheDayChanges) {
   EXPECT_EQ(M::nextSerialNumberForStamp(a), 1);
 }
 
-TEST(VEQHealthRecord, UpsertInsertsThenUpdatesInPlace) {
+TEST(VEQHealthRecord, DescriptionMistakesFailLoudly) {
+  using T = VEQHealthTable;
   EXPECT_EQ(M::getBaseData(), (VEQArray{1, "", "", "", "", ""}));
+  EXPECT_THROW(VEQHealthRecord(T::kSportItem).set("serial", 1), std::logic_error);  // no such column
+  EXPECT_THROW(VEQHealthRecord(T::kSportItem).set("steps", 1).set("steps", 2), std::logic_error);
+  EXPECT_THROW(VEQHealthRecord(T::kSportItem, {{"mac_addr", "AA"}}).takeArguments(), std::logic_error);
+  EXPECT_THROW(VEQHealthRecord(T::kSport, VEQRecordLayout::kShort), std::logic_error);  // one layout only
+  EXPECT_THROW(VEQHealthRecord(T::kGpsPoint, VEQRecordLayout::kShort).set("day_stamp", 1), std::logic_error);
+
+  // Given out of order, values still land in table order after the base values;
+  // the short GPS point layout leaves its day stamp out.
+  VEQHealthRecord point(T::kGpsPoint, {{"serial_number", 4}, {"latitude", "31.2"}, {"longitude", "121.4"},
+                                       {"start_stamp", "1700000000"}, {"mac_addr", "AA"}},
+                        VEQRecordLayout::kShort);
+  EXPECT_EQ(point.takeArguments(), (VEQArray{1, "", "", "", "", "", "AA", "1700000000", "121.4", "31.2", 4}));
+}
+
+TEST(VEQHealthRecord, UpsertInsertsUpdatesKeepsAndStatesTheOutcome) {
   VEQFMDatabase db(":memory:");
   ASSERT_TRUE(db.open());
-  ASSERT_TRUE(db.executeStatements("CREATE TABLE rec (pk INTEGER PRIMARY KEY, a, b, c, d, e, f, day, mac, v)"));
-  const std::string update = "UPDATE rec SET a=?,b=?,c=?,d=?,e=?,f=?,day=?,mac=?,v=? WHERE pk=?";
-  const std::string insert = "INSERT INTO rec (a,b,c,d,e,f,day,mac,v) VALUES (?,?,?,?,?,?,?,?,?)";
-  auto exists = [](std::string day) { return "SELECT pk FROM rec WHERE day = '" + day + "' AND mac = 'AA'"; };
-  auto dump = [&db] {
-    std::string out;
-    for (auto rs = db.executeQuery("SELECT * FROM rec ORDER BY pk"); rs && rs->next(); out += "\n") {
-      for (int i = 0; i < rs->columnCount(); ++i) out += rs->objectForColumnIndex(i).description() + "|";
-    }
-    return out;
+  ASSERT_TRUE(db.executeStatements(VEQSyncSqlManager::healthSchemaSql()));
+  auto item = [](int64_t steps) {
+    return VEQHealthRecord(VEQHealthTable::kSportItem,
+                           {{"mac_addr", "AA"}, {"serial_number", 1}, {"day_stamp", "100"}, {"distance", 0},
+                            {"calories", 0}, {"active_time", 0}, {"steps", steps}, {"sport_mode", 1}});
   };
+  const std::string exists = VEQSyncSqlManager::querySportItemExistSqlStr("100", 1, "AA");
+  auto outcome = [] { return veqRowReport().outcome; };
 
-  const VEQArray first = {"100", "AA", 5};
-  EXPECT_TRUE(veqUpsertHealthRecord(&db, exists("100"), first, update, insert));
-  EXPECT_TRUE(veqUpsertHealthRecord(&db, exists("200"), VEQArray{"200", "AA", 6}, update, insert));
-  EXPECT_TRUE(veqUpsertHealthRecord(&db, exists("200"), VEQArray{"200", "AA", 7}, update, insert));
-  EXPECT_EQ(dump(), "1|1||||||100|AA|5|\n2|1||||||200|AA|7|\n");
-  // The statement's own result comes back.
-  EXPECT_FALSE(veqUpsertHealthRecord(&db, exists("300"), first, update, "INSERT INTO nowhere VALUES (?)"));
+  veqBeginRow(nullptr);
+  EXPECT_TRUE(veqUpsertHealthRecord(&db, exists, item(5)));
+  EXPECT_EQ(outcome(), VEQRowOutcome::kInserted);
+  veqBeginRow(nullptr);
+  EXPECT_TRUE(veqUpsertHealthRecord(&db, exists, item(7)));
+  EXPECT_EQ(outcome(), VEQRowOutcome::kUpdated);
+  veqBeginRow(nullptr);
+  EXPECT_TRUE(veqUpsertHealthRecord(&db, exists, item(9), VEQHealthWrite::kInsertOnce));
+  EXPECT_EQ(outcome(), VEQRowOutcome::kKept);
+  EXPECT_EQ(queryInt(&db, "SELECT COUNT(*) FROM health_sport_item"), 1);
+  EXPECT_EQ(queryInt(&db, "SELECT steps FROM health_sport_item"), 7);
+  EXPECT_EQ(queryInt(&db, "SELECT migration_state FROM health_sport_item"), 1);
+
+  // A failed write is stated with SQLite's message, and the first failure of
+  // a row stands when a later write of the same row succeeds.
+  ASSERT_TRUE(db.executeStatements("CREATE TRIGGER no_more BEFORE UPDATE ON health_sport_item "
+                                   "BEGIN SELECT RAISE(ABORT, 'item is frozen'); END"));
+  veqBeginRow(nullptr);
+  EXPECT_FALSE(veqUpsertHealthRecord(&db, exists, item(11)));
+  EXPECT_TRUE(veqUpsertHealthRecord(&db, VEQSyncSqlManager::querySportItemExistSqlStr("200", 1, "AA"), item(1)));
+  EXPECT_EQ(outcome(), VEQRowOutcome::kWriteFailed);
+  EXPECT_EQ(veqRowReport().message, "item is frozen");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,8 @@ class VEQIosSportTest : public ::testing::Test {
     VEQOldDBManager::clearCountCache(legacy_.get());
   }
 
-  // Runs the driver on one table; every row must report YES.
+  // Runs the driver on one table; every row must report YES. Each row's
+  // outcome is appended to outcomes_ ("inserted ", "skipped:no_date " …).
   void migrate(const std::string& table, size_t expectedReports) {
     size_t reports = 0;
     VEQProDBManager::jkdbDataMigrationWithTableName(
@@ -58,6 +60,10 @@ class VEQIosSportTest : public ::testing::Test {
           EXPECT_EQ(name, table);
           EXPECT_TRUE(ok);
           ++reports;
+          const VEQRowReport& r = VEQProDBManager::lastRowReport();
+          outcomes_ += std::string(veqOutcomeName(r.outcome));
+          if (r.outcome == VEQRowOutcome::kSkipped) outcomes_ += ":" + std::string(veqSkipReasonName(r.reason));
+          outcomes_ += " ";
         });
     EXPECT_EQ(reports, expectedReports) << table;
   }
@@ -78,7 +84,11 @@ class VEQIosSportTest : public ::testing::Test {
 
   static std::string dayStamp(int y, int m, int d) { return VEQSDKUtility::get1970timeTempWithYear(y, m, d); }
 
+  // The outcomes since the last call, and forgets them.
+  std::string outcomes() { return std::exchange(outcomes_, ""); }
+
   ScratchDir dir_;
+  std::string outcomes_;
   std::shared_ptr<VEQFMDatabaseQueue> legacy_;
   std::shared_ptr<VEQFMDatabaseQueue> target_;
 };
@@ -111,6 +121,9 @@ TEST_F(VEQIosSportTest, RowsWithoutDeviceOrDayAreSkippedAsDone) {
          "INSERT INTO t_sport_item (smart_device_id, date)" + bad);
   migrate("t_sport_data", 5);
   migrate("t_sport_item", 5);
+  const std::string reasons = "skipped:no_device_key skipped:no_device_key skipped:no_date skipped:no_date "
+                              "skipped:no_date ";
+  EXPECT_EQ(outcomes(), reasons + reasons);
   EXPECT_TRUE(records("health_sport").empty());
   EXPECT_TRUE(records("health_sport_item").empty());
 }
@@ -161,6 +174,7 @@ TEST_F(VEQIosSportTest, MigratingAgainUpdatesInPlace) {
     migrate("t_sport_data", 1);
     migrate("t_sport_item", 2);
   }
+  EXPECT_EQ(outcomes(), "inserted inserted inserted updated updated updated ");
   EXPECT_EQ(records("health_sport").size(), 1u);
   EXPECT_EQ(records("health_sport_item").size(), 2u);
 

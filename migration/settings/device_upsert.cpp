@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "collaborators/db_manager.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
 
@@ -53,7 +54,9 @@ bool veqUpsertDeviceRecord(VEQFMDatabase* db, const std::string& existsSql, cons
     VEQDBManager::getInsertStrWithModel(model, &keyStr, &valueStr, &args);
     sql = fmt::format("INSERT INTO {}({}) VALUES ({})", model.tableName(), keyStr, valueStr);
   }
-  return db->executeUpdate(sql, args);
+  const bool written = db->executeUpdate(sql, args);
+  veqRowWritten(db, exists, written);
+  return written;
 }
 
 }  // namespace veq

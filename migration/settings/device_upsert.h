@@ -13,7 +13,9 @@
 //   3. otherwise runs
 //        INSERT INTO <table>(<cols>) VALUES (<?,...>)
 //      binding the model's values;
-//   4. returns the statement's result.
+//   4. states the row outcome (row_outcome.h: inserted, updated, or write
+//      failed with the database's message) and returns the statement's
+//      result.
 //
 // Rules:
 //   * The table is the model's table; the SET list, column list,
@@ -24,7 +26,8 @@
 //     inserted. This is the intended form of every settings lookup.
 //   * A lookup that answers "no record" for whatever reason inserts.
 //   * Rows without a device key are the caller's to skip (they count as
-//     done); this routine never sees them.
+//     done, with veqSkipRow(VEQSkipReason::kNoDeviceKey)); this routine
+//     never sees them.
 #pragma once
 
 #include <string>

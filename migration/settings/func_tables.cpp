@@ -18,6 +18,7 @@
 
 #include "collaborators/models.h"
 #include "migration/pro_db_manager.h"
+#include "migration/row_outcome.h"
 #include "migration/settings/device_upsert.h"
 
 namespace veq {
@@ -45,7 +46,7 @@ struct FuncTableDescription {
 
 bool migrateFuncTableRow(const FuncTableDescription& table, const VEQDict& row, VEQFMDatabase* db) {
   const std::string key = veqDeviceKeyOfRow(row);
-  if (key.empty()) return true;  // no device: skipped, counts as done
+  if (key.empty()) return veqSkipRow(VEQSkipReason::kNoDeviceKey);
 
   std::unique_ptr<VEQModel> model = veqMakeModel(table.modelClass);
   const std::string existsSql = veqDeviceExistsSql(model->tableName(), key);
