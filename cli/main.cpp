@@ -43,6 +43,8 @@ int main(int argc, char** argv) {
   runCommand->add_option("--out", run.outPath, "New database, created or updated")->required();
   runCommand->add_option("--time-zone", timeZone, "IANA time zone of the legacy dates (default: the system's)");
   runCommand->add_option("--json", run.jsonPath, "Also write the report as JSON to this file");
+  runCommand->add_option("--rejects", run.rejectsPath,
+                         "Write each skipped or failed legacy row to this file (JSON lines)");
 
   veq::FixtureOptions fixtures;
   CLI::App* fixturesCommand = app.add_subcommand("fixtures", "Write generated legacy stores and defaults");

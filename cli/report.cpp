@@ -8,9 +8,27 @@
 
 namespace veq {
 
+namespace {
+
+using O = VEQRowOutcome;
+
+// The outcomes in the order reports show them.
+constexpr O kShown[] = {O::kInserted, O::kUpdated, O::kKept, O::kSkipped, O::kWriteFailed};
+
+std::string_view shownName(O outcome) { return outcome == O::kWriteFailed ? "failed" : veqOutcomeName(outcome); }
+
+}  // namespace
+
+void TableOutcome::count(bool success, const VEQRowReport& row) {
+  ++(success ? succeeded : failed);
+  ++outcomes[static_cast<size_t>(row.outcome)];
+  if (row.outcome == O::kSkipped) ++skipReasons[static_cast<size_t>(row.reason)];
+}
+
 bool MigrationReport::succeeded() const {
-  return failedStatements == 0 &&
-         std::none_of(tables.begin(), tables.end(), [](const TableOutcome& t) { return t.failed > 0; });
+  return failedStatements == 0 && std::none_of(tables.begin(), tables.end(), [](const TableOutcome& t) {
+           return t.failed > 0 || t.rowsWith(O::kWriteFailed) > 0 || t.failedStatements > 0;
+         });
 }
 
 void printReport(const MigrationReport& report, std::ostream& out) {
@@ -18,12 +36,24 @@ void printReport(const MigrationReport& report, std::ostream& out) {
   for (const TableOutcome& t : report.tables) width = std::max(width, t.store.size() + 1 + t.table.size());
   for (const auto& [table, count] : report.newRecords) width = std::max(width, table.size());
 
-  out << fmt::format("{:<{}} {:>10} {:>10} {:>8}\n", "legacy table", width, "rows", "succeeded", "failed");
+  out << fmt::format("{:<{}} {:>9}", "legacy table", width, "rows");
+  for (O o : kShown) out << fmt::format(" {:>9}", shownName(o));
+  out << fmt::format(" {:>11}\n", "failed sql");
   for (const TableOutcome& t : report.tables) {
-    out << fmt::format("{:<{}} {:>10} {:>10} {:>8}\n", t.store + " " + t.table, width, t.rows, t.succeeded, t.failed);
+    out << fmt::format("{:<{}} {:>9}", t.store + " " + t.table, width, t.rows);
+    for (O o : kShown) out << fmt::format(" {:>9}", t.rowsWith(o));
+    out << fmt::format(" {:>11}\n", t.failedStatements);
+    for (size_t r = 0; r < t.skipReasons.size(); ++r) {
+      if (t.skipReasons[r] == 0) continue;
+      const auto reason = static_cast<VEQSkipReason>(r);
+      out << fmt::format("    skipped {}: {} ({})\n", t.skipReasons[r], veqSkipReasonName(reason),
+                         veqSkipReasonText(reason));
+    }
+    if (t.rowsWith(O::kUnstated) > 0) out << fmt::format("    unstated {}\n", t.rowsWith(O::kUnstated));
+    if (!t.firstError.empty()) out << fmt::format("    first failure: {}\n", t.firstError);
   }
-  out << fmt::format("\n{:<{}} {:>10}\n", "new table", width, "records");
-  for (const auto& [table, count] : report.newRecords) out << fmt::format("{:<{}} {:>10}\n", table, width, count);
+  out << fmt::format("\n{:<{}} {:>9}\n", "new table", width, "records");
+  for (const auto& [table, count] : report.newRecords) out << fmt::format("{:<{}} {:>9}\n", table, width, count);
   out << fmt::format("\nfailed statements: {}\n", report.failedStatements);
   for (const auto& [store, table] : report.notConverted) {
     out << fmt::format("not converted: {} {} (no conversion for this table)\n", store, table);
@@ -35,8 +65,22 @@ std::string reportJson(const MigrationReport& report) {
   using Json = nlohmann::ordered_json;
   Json tables = Json::array();
   for (const TableOutcome& t : report.tables) {
-    tables.push_back(
-        {{"store", t.store}, {"table", t.table}, {"rows", t.rows}, {"succeeded", t.succeeded}, {"failed", t.failed}});
+    Json outcomes = Json::object();
+    for (O o : kShown) outcomes[std::string(shownName(o))] = t.rowsWith(o);
+    if (t.rowsWith(O::kUnstated) > 0) outcomes["unstated"] = t.rowsWith(O::kUnstated);
+    Json reasons = Json::object();
+    for (size_t r = 0; r < t.skipReasons.size(); ++r) {
+      if (t.skipReasons[r] > 0) reasons[std::string(veqSkipReasonName(static_cast<VEQSkipReason>(r)))] = t.skipReasons[r];
+    }
+    tables.push_back({{"store", t.store},
+                      {"table", t.table},
+                      {"rows", t.rows},
+                      {"succeeded", t.succeeded},
+                      {"failed", t.failed},
+                      {"outcomes", outcomes},
+                      {"skip_reasons", reasons},
+                      {"failed_statements", t.failedStatements},
+                      {"first_error", t.firstError}});
   }
   Json records = Json::object();
   for (const auto& [table, count] : report.newRecords) records[table] = count;
@@ -48,7 +92,7 @@ std::string reportJson(const MigrationReport& report) {
                      {"not_converted", notConverted},
                      {"seconds", report.seconds},
                      {"ok", report.succeeded()}};
-  return json.dump(2) + "\n";
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace veq

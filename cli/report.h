@@ -1,24 +1,38 @@
 // report.h — the outcome of a run, as text and as JSON.
 //
-// A MigrationReport holds one entry per legacy table sent to a driver (rows
-// in the legacy table, reports of success and of failure from the driver's
-// completion callback), the record count of every new table after the run,
-// the statements that failed in the new database during the run, and the
-// legacy tables that were present but that no driver converts.
+// A MigrationReport holds one entry per legacy table sent to a driver: rows
+// in the legacy table; the driver's reports of success and of failure (the
+// completion callback's booleans); what became of the rows (inserted,
+// updated, kept, skipped — by reason — and failed, from each row's outcome
+// report); and the statements that failed in the new database while the
+// table ran, with the first one's message. Then the record count of every
+// new table after the run, the statements that failed during the whole run,
+// and the legacy tables that were present but that no driver converts.
 //
-// The run succeeded when no report was a failure and no statement failed.
+// rows = inserted + updated + kept + skipped + failed for every table the
+// library converts (an "unstated" count appears only if a routine said
+// nothing, which none does).
 //
-// JSON form (keys in this order):
-//   {"tables": [{"store","table","rows","succeeded","failed"}, ...],
+// The run succeeded when no report was a failure, no row failed and no
+// statement failed; skipped rows are not failures.
+//
+// JSON form (keys in this order; "unstated" only when not 0):
+//   {"tables": [{"store","table","rows","succeeded","failed",
+//                "outcomes": {"inserted","updated","kept","skipped","failed"},
+//                "skip_reasons": {reason: n, ...},
+//                "failed_statements": n, "first_error": text}, ...],
 //    "new_records": {table: count, ...}, "failed_statements": n,
 //    "not_converted": [{"store","table"}, ...], "seconds": s, "ok": bool}
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "migration/row_outcome.h"
 
 namespace veq {
 
@@ -26,8 +40,18 @@ struct TableOutcome {
   std::string store;
   std::string table;
   int64_t rows = 0;
-  int64_t succeeded = 0;
-  int64_t failed = 0;
+  int64_t succeeded = 0;  // driver reports of success
+  int64_t failed = 0;     // driver reports of failure
+
+  // Row outcomes, indexed by VEQRowOutcome; skips also by reason.
+  std::array<int64_t, static_cast<size_t>(VEQRowOutcome::kWriteFailed) + 1> outcomes{};
+  std::array<int64_t, static_cast<size_t>(VEQSkipReason::kCount)> skipReasons{};
+  int64_t failedStatements = 0;
+  std::string firstError;
+
+  // Counts one driver report and the row report that goes with it.
+  void count(bool success, const VEQRowReport& row);
+  int64_t rowsWith(VEQRowOutcome outcome) const { return outcomes[static_cast<size_t>(outcome)]; }
 };
 
 struct MigrationReport {

@@ -17,6 +17,7 @@
 #include "cli/database_inspection.h"
 #include "cli/migration_plan.h"
 #include "cli/progress.h"
+#include "cli/rejects.h"
 #include "cli/report.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/sdk_utility.h"
@@ -60,7 +61,7 @@ struct OpenStore {
 class MigrationRun {
  public:
   MigrationRun(const RunOptions& options, std::ostream& out, std::ostream& err)
-      : options_(options), out_(out), err_(err), progress_(err, options.progress) {}
+      : options_(options), out_(out), err_(err), progress_(err, options.progress), rejects_(options.rejectsPath) {}
   ~MigrationRun();
 
   int run();
@@ -85,6 +86,8 @@ class MigrationRun {
   std::shared_ptr<VEQFMDatabaseQueue> output_;
   int64_t failedStatementsBefore_ = 0;
   MigrationReport report_;
+  RejectsFile rejects_;
+  bool rejectsWritten_ = true;
 };
 
 MigrationRun::~MigrationRun() {
@@ -138,8 +141,11 @@ bool MigrationRun::checkOutputPaths() {
   std::error_code ec;
   for (const OpenStore& store : stores_) {
     if (fs::equivalent(options_.outPath, store.path, ec)) return refuse(options_.outPath, "is also an input store");
+    if (fs::equivalent(options_.rejectsPath, store.path, ec)) {
+      return refuse(options_.rejectsPath, "is also an input store");
+    }
   }
-  for (const std::string& path : {options_.outPath, options_.jsonPath}) {
+  for (const std::string& path : {options_.outPath, options_.jsonPath, options_.rejectsPath}) {
     if (path.empty()) continue;
     if (fs::is_directory(path, ec)) return refuse(path, "is a directory");
     const fs::path parent = fs::path(path).parent_path();
@@ -189,12 +195,23 @@ void MigrationRun::migrateStore(const OpenStore& store) {
   for (const MigrationStep& step : migrationSteps(*store.kind)) {
     if (!present.count(step.table)) continue;
     sent.insert(step.table);
-    TableOutcome outcome{store.kind->label, step.table, rowCount(legacy, step.table)};
+    TableOutcome outcome;
+    outcome.store = store.kind->label;
+    outcome.table = step.table;
+    outcome.rows = rowCount(legacy, step.table);
     progress_.start(outcome.store, outcome.table, outcome.rows);
+    VEQFMDatabase& db = *output_->database();
+    db.markErrors();
+    int64_t position = 0;
     step.driver(step.table, output_.get(), store.queue.get(), [&](const std::string&, VEQFMDatabase*, bool success) {
-      ++(success ? outcome.succeeded : outcome.failed);
+      const VEQRowReport& row = VEQProDBManager::lastRowReport();
+      outcome.count(success, row);
+      rejects_.note(outcome.store, outcome.table, position++, row);
       progress_.advance();
     });
+    outcome.failedStatements = db.failedSinceMark();
+    outcome.firstError = db.firstErrorSinceMark();
+    if (!rejects_.finishTable(legacy, step.table)) rejectsWritten_ = false;
     report_.tables.push_back(std::move(outcome));
   }
   for (const std::string& table : present) {
@@ -210,6 +227,11 @@ void MigrationRun::finishReport(VEQFMDatabase& db) {
 int MigrationRun::run() {
   if (!checkTimeZone() || !openStores() || !checkDefaults() || !checkOutputPaths() || !openOutput()) return kRefused;
   prepareRegistries();
+  std::string rejectsError;
+  if (!rejects_.open(&rejectsError)) {
+    refuse(options_.rejectsPath, rejectsError);
+    return kRefused;
+  }
 
   const auto started = std::chrono::steady_clock::now();
   for (const OpenStore& store : stores_) migrateStore(store);
@@ -223,6 +245,7 @@ int MigrationRun::run() {
       !VEQUserDefaults::standardUserDefaults().saveToFile(options_.defaultsPath, &error)) {
     written = refuse(options_.defaultsPath, error);
   }
+  if (!rejectsWritten_) written = refuse(options_.rejectsPath, "cannot write the rejects file");
   printReport(report_, out_);
   if (!options_.jsonPath.empty()) {
     std::ofstream json(options_.jsonPath, std::ios::trunc);

@@ -5,7 +5,8 @@
 //      given opens read-only and passes the checks of database_inspection.h;
 //      the defaults file exists and holds a JSON object; the output is not one
 //      of the inputs, its directory exists, and it is absent, empty or a sound
-//      SQLite database; the JSON report's place is writable. The first
+//      SQLite database; the JSON report's and the rejects file's places are
+//      writable. The first
 //      problem is written to `err` as "veq-migrate: <file>: <problem>" and the
 //      result is 2.
 //   2. Set up: open or create the output (rollback journal, synchronous
@@ -15,9 +16,12 @@
 //      written is reported as in phase 1 (result 2), and a file this call
 //      created is removed again.
 //   3. Migrate every table of migration_plan.h that the store holds, each in
-//      its driver's one transaction, counting the driver's reports. Then save
-//      the user defaults, print the report to `out` (and as JSON to jsonPath)
-//      and return 0 when no report failed and no statement failed, else 1.
+//      its driver's one transaction, counting the driver's reports and each
+//      row's outcome, and attributing the statements that failed during the
+//      table to it (with the first one's message); skipped and failed rows go
+//      to the rejects file. Then save the user defaults, print the report to
+//      `out` (and as JSON to jsonPath) and return 0 when no report failed, no
+//      row failed and no statement failed, else 1. Skips are not failures.
 //
 // A run interrupted in phase 3 loses only the table in progress: its
 // transaction is not committed, so SQLite discards it (on close, or on the
@@ -39,6 +43,7 @@ struct RunOptions {
   std::string outPath;
   std::optional<std::string> timeZone;  // IANA name; none: the system zone
   std::string jsonPath;          // "": no JSON report
+  std::string rejectsPath;       // "": no rejects file (rejects.h)
   bool progress = false;         // draw a progress line on `err`
 };
 

@@ -11,6 +11,8 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -100,7 +102,8 @@ TEST_F(CliTest, FixturesAreDeterministicAndShapedLikeLegacyStores) {
 
 TEST_F(CliTest, RunReportsEveryTableAndASecondRunAddsNothing) {
   fixtures("fx");
-  ToolResult first = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string());
+  ToolResult first = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string() + " --rejects " +
+                          path("rejects.jsonl").string());
   ASSERT_EQ(first.status, 0) << first.err;
   EXPECT_EQ(first.err, "");  // stderr is not a terminal: no progress line
   EXPECT_NE(first.out.find("t_sport_item"), std::string::npos);
@@ -108,10 +111,21 @@ TEST_F(CliTest, RunReportsEveryTableAndASecondRunAddsNothing) {
   const auto report = nlohmann::json::parse(slurp(path("report.json")));
   ASSERT_TRUE(report["tables"].is_array());
   std::set<std::string> stores;
+  std::map<std::string, int64_t> skippedPerTable;
   for (const auto& t : report["tables"]) {
     stores.insert(t["store"].get<std::string>());
     EXPECT_EQ(t["rows"], t["succeeded"].get<int64_t>() + t["failed"].get<int64_t>()) << t["table"];
     EXPECT_EQ(t["failed"], 0) << t["table"];
+    // Every row has exactly one outcome, and every skip a reason.
+    const auto& o = t["outcomes"];
+    EXPECT_EQ(t["rows"], o["inserted"].get<int64_t>() + o["updated"].get<int64_t>() + o["kept"].get<int64_t>() +
+                             o["skipped"].get<int64_t>() + o["failed"].get<int64_t>())
+        << t["table"];
+    int64_t byReason = 0;
+    for (const auto& [reason, n] : t["skip_reasons"].items()) byReason += n.get<int64_t>();
+    EXPECT_EQ(byReason, o["skipped"]) << t["table"];
+    EXPECT_EQ(o["failed"], 0) << t["table"];
+    skippedPerTable[t["store"].get<std::string>() + " " + t["table"].get<std::string>()] += o["skipped"].get<int64_t>();
   }
   EXPECT_EQ(stores, (std::set<std::string>{"ios", "android", "android_cloud"}));
   EXPECT_EQ(report["ok"], true);
@@ -119,6 +133,32 @@ TEST_F(CliTest, RunReportsEveryTableAndASecondRunAddsNothing) {
   const int64_t items = count(path("fx") / "ios.sqlite", "SELECT COUNT(*) FROM t_sport_item");
   EXPECT_EQ(report["new_records"]["health_sport_item"], items - 2);
   EXPECT_EQ(report["new_records"]["t_get_func_main"], 2);
+
+  // The rejects file holds the skipped rows, each once, with its reason; for
+  // the sport tables exactly the rows without a device or a date.
+  std::map<std::string, int64_t> rejectedPerTable;
+  std::set<int64_t> sportDayRowids;
+  std::istringstream lines(slurp(path("rejects.jsonl")));
+  for (std::string line; std::getline(lines, line);) {
+    const auto reject = nlohmann::json::parse(line);
+    EXPECT_EQ(reject["outcome"], "skipped");
+    EXPECT_FALSE(reject["reason"].get<std::string>().empty());
+    ++rejectedPerTable[reject["store"].get<std::string>() + " " + reject["table"].get<std::string>()];
+    if (reject["table"] == "t_sport_data") {
+      sportDayRowids.insert(reject["rowid"].get<int64_t>());
+      EXPECT_TRUE(reject["row"]["smart_device_id"] == "" || reject["row"]["date"] == 0) << line;
+    }
+  }
+  std::erase_if(skippedPerTable, [](const auto& entry) { return entry.second == 0; });
+  EXPECT_EQ(rejectedPerTable, skippedPerTable);
+  std::set<int64_t> unplaceable;
+  VEQFMDatabase ios((path("fx") / "ios.sqlite").string());
+  ASSERT_TRUE(ios.open());
+  for (auto rs = ios.executeQuery("SELECT rowid FROM t_sport_data WHERE smart_device_id = '' OR date < 1");
+       rs && rs->next();) {
+    unplaceable.insert(rs->longLongIntForColumn("rowid"));
+  }
+  EXPECT_EQ(sportDayRowids, unplaceable);
 
   ToolResult second = tool(runArgs("fx", "new.sqlite") + " --json " + path("again.json").string());
   ASSERT_EQ(second.status, 0) << second.err;
@@ -142,8 +182,17 @@ TEST_F(CliTest, FailedRowsAndUnknownTablesShowInTheReportAndStatus) {
   EXPECT_NE(r.out.find("WITH FAILURES"), std::string::npos);
   const auto report = nlohmann::json::parse(slurp(path("report.json")));
   EXPECT_EQ(report["ok"], false);
-  // Two rows with a device fail; the row without one is skipped as done.
-  for (const auto& t : report["tables"]) EXPECT_EQ(t["failed"], t["table"] == "t_func_main" ? 2 : 0) << t["table"];
+  // Two rows with a device fail; the row without one is skipped as done. The
+  // table's failed statements are its own, with the first one's message.
+  for (const auto& t : report["tables"]) {
+    const bool main = t["table"] == "t_func_main";
+    EXPECT_EQ(t["failed"], main ? 2 : 0) << t["table"];
+    EXPECT_EQ(t["outcomes"]["failed"], main ? 2 : 0) << t["table"];
+    EXPECT_EQ(t["failed_statements"], main ? 2 : 0) << t["table"];
+    if (main) {
+      EXPECT_NE(t["first_error"].get<std::string>().find("has no column named"), std::string::npos);
+    }
+  }
   const auto unknown = nlohmann::json::parse(R"({"store":"ios","table":"t_unknown"})");
   EXPECT_NE(std::find(report["not_converted"].begin(), report["not_converted"].end(), unknown),
             report["not_converted"].end());
