@@ -7,12 +7,26 @@
 // (see sql_literals.h), so every query of one shape shares one prepared
 // statement. A query that fails answers false and leaves *existPk alone.
 //
+// Only record look-ups run. Legacy keys are pasted into the texts between
+// quotes as they stand, so a key holding a quote can turn a look-up into
+// another query (x' OR '1'='1 would find some other device's record, which
+// would then be overwritten). A text runs only when, lifted, it reads
+//     SELECT pk FROM <table> WHERE <k1> = ? [AND <k2> = ?]…
+// with <table> a table of the new schema and k1, k2… exactly that table's
+// key columns, each once, in any order: for a health table the columns its
+// exists queries compare (VEQSyncSqlManager::keyColumns), for a settings
+// table its model's look-up index ("mac_addr", and "alarm_id" for alarms).
+// Anything else answers "no record" without running and is counted in
+// refusedLookupCount(); the caller then inserts the row under its own
+// (strange) key, and no other device's record can change.
+//
 // getUpdateStrWithModel / getInsertStrWithModel derive the SET list, the
 // column list, the placeholders and the values from the model's persisted
 // properties, in property order.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "collaborators/fmdb.h"
@@ -24,6 +38,11 @@ namespace veq {
 class VEQDBManager {
  public:
   static bool querySyncExistDataWithSqlDb(VEQFMDatabase* db, const std::string& sqlStr, int64_t* existPk);
+  // Runs a record look-up under the rule above; nullptr when refused or
+  // when it fails.
+  static std::unique_ptr<VEQFMResultSet> executeRecordLookup(VEQFMDatabase* db, const std::string& sqlStr);
+  // Look-ups refused since the process started.
+  static int64_t refusedLookupCount();
   // "col_a = ?,col_b = ?" and the values in the same order.
   static void getUpdateStrWithModel(const VEQModel& model, std::string* keyStr, VEQArray* updateValues);
   // "col_a,col_b", "?,?" and the values in the same order.

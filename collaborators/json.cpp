@@ -58,7 +58,35 @@ ordered_json toJson(const VEQValue& v) {
 
 }  // namespace
 
+namespace {
+
+// Whether brackets nest deeper than the limit anywhere in the text (brackets
+// inside strings do not count). One pass, no recursion.
+bool nestsDeeperThan(std::string_view text, size_t limit) {
+  size_t depth = 0;
+  bool inString = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      if (++depth > limit) return true;
+    } else if ((c == ']' || c == '}') && depth > 0) {
+      --depth;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
 VEQValue stringToObject(std::string_view text) {
+  // Conversion and destruction of a parsed document recurse per level, so
+  // hostile nesting is refused before it is parsed.
+  if (nestsDeeperThan(text, kMaxJsonDepth)) return VEQValue();
   ordered_json j = ordered_json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (j.is_discarded() || !(j.is_object() || j.is_array())) return VEQValue();
   return fromJson(j);

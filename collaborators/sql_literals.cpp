@@ -212,11 +212,11 @@ std::optional<VEQLiftedQuery> veqLiftLiterals(std::string_view s) {
   return lifted;
 }
 
-std::optional<VEQEqualityFilter> veqEqualityFilter(const VEQLiftedQuery& query) {
+std::optional<VEQEqualityFilter> veqEqualityFilter(const VEQLiftedQuery& query, std::string_view selected) {
   const std::vector<std::string_view> t = tokens(query.sql);
-  // SELECT * FROM table WHERE column = ? {AND column = ?}
+  // SELECT <selected> FROM table WHERE column = ? {AND column = ?}
   if (t.size() < 8 || (t.size() - 8) % 4 != 0) return std::nullopt;
-  if (!equalsIgnoringCase(t[0], "SELECT") || t[1] != "*" || !equalsIgnoringCase(t[2], "FROM") ||
+  if (!equalsIgnoringCase(t[0], "SELECT") || !equalsIgnoringCase(t[1], selected) || !equalsIgnoringCase(t[2], "FROM") ||
       !isPlainIdentifier(t[3]) || !equalsIgnoringCase(t[4], "WHERE"))
     return std::nullopt;
   VEQEqualityFilter filter;

@@ -21,9 +21,11 @@
 // already present, prefixed literals such as X'00', numbers glued to letters,
 // integers beyond 64 bits.
 //
-// veqEqualityFilter recognises the one shape that a count can be answered
-// from grouped counts: "SELECT * FROM <table> WHERE <c1> = ? [AND <c2> = ?]…"
-// with plain identifiers, one argument per column.
+// veqEqualityFilter recognises the shape of a lifted query that selects by
+// equalities alone: "SELECT <selected> FROM <table> WHERE <c1> = ? [AND <c2>
+// = ?]…" with plain identifiers, one argument per column. With "*" it is the
+// one shape a count can be answered from grouped counts; with "pk" the shape
+// of a record look-up (db_manager.h).
 #pragma once
 
 #include <optional>
@@ -47,6 +49,6 @@ struct VEQEqualityFilter {
   std::vector<std::string> columns;  // in query order, matching the arguments
 };
 
-std::optional<VEQEqualityFilter> veqEqualityFilter(const VEQLiftedQuery& query);
+std::optional<VEQEqualityFilter> veqEqualityFilter(const VEQLiftedQuery& query, std::string_view selected = "*");
 
 }  // namespace veq

@@ -362,6 +362,15 @@ const std::vector<std::string_view>& VEQSyncSqlManager::recordColumns(VEQHealthT
   return columns[static_cast<size_t>(table)];
 }
 
+std::vector<std::string_view> VEQSyncSqlManager::keyColumns(VEQHealthTable table) {
+  const Key& key = tables()[static_cast<size_t>(table)].key;
+  std::vector<std::string_view> columns;
+  if (key.byDevice) columns.emplace_back("mac_addr");
+  columns.push_back(key.stamp);
+  if (key.bySerial) columns.emplace_back("serial_number");
+  return columns;
+}
+
 std::string_view VEQSyncSqlManager::shortLayoutOmits(VEQHealthTable table) {
   const Table& t = tables()[static_cast<size_t>(table)];
   return t.shortLayout ? t.shortLayout->missing : std::string_view();

@@ -79,6 +79,9 @@ class VEQSyncSqlManager {
   static std::string_view tableName(VEQHealthTable table);
   // The record's own columns (after the six base columns) in binding order.
   static const std::vector<std::string_view>& recordColumns(VEQHealthTable table);
+  // The columns an exists query of the table compares, in query order: the
+  // device key (not for weight), the stamp, the serial number (items).
+  static std::vector<std::string_view> keyColumns(VEQHealthTable table);
   // The column a table's second, shorter layout leaves out ("day_stamp" of
   // the GPS tables); "" when the table has one layout.
   static std::string_view shortLayoutOmits(VEQHealthTable table);

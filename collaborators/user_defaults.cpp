@@ -61,13 +61,12 @@ bool VEQUserDefaults::loadFromFile(const std::string& path, std::string* error) 
   text << in.rdbuf();
   if (in.bad()) return fail(error, "cannot read user defaults " + path);
   const std::string content = text.str();
-  if (blank(content)) {
-    clear();
-    return true;
-  }
+  if (blank(content)) return fail(error, "user defaults " + path + " is empty; it must hold a JSON object, at least {}");
   VEQValue parsed = stringToObject(content);
-  if (!parsed.isDict())
-    return fail(error, "user defaults " + path + " is not a JSON object (malformed or of another type)");
+  if (!parsed.isDict()) {
+    return fail(error, "user defaults " + path + " is not a JSON object (malformed, nested deeper than " +
+                           std::to_string(kMaxJsonDepth) + " levels, or of another type)");
+  }
   values_ = parsed.dict();
   return true;
 }

@@ -11,9 +11,10 @@
 //     boolForKey reads with the platform's boolValue (absent → NO).
 //   * setObject with the null value removes the key, like storing nothing.
 //   * Keys keep the order in which they were first set, in memory and file.
-//   * loadFromFile replaces the whole store. A missing or empty file loads
-//     as an empty store; a file that is not a JSON object is an error, and
-//     the store is left as it was. saveToFile writes one JSON object through
+//   * loadFromFile replaces the whole store. A missing file loads as an
+//     empty store; an empty file, or one that is not a JSON object (nested
+//     no deeper than kMaxJsonDepth), is an error — a store that was written
+//     holds at least "{}" — and the store is left as it was. saveToFile writes one JSON object through
 //     a temporary file renamed into place, so a failed write keeps the old
 //     file. Both return false with a message in *error (when given) on failure.
 //   * Not locked: the store is used from the migration's one thread.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "collaborators/db_manager.h"
+#include "collaborators/sync_sql_manager.h"
 #include "collaborators/fmdb.h"
 #include "collaborators/sql_literals.h"
 
@@ -76,18 +77,46 @@ TEST(SqlLiteralsTest, RecognisesEqualityFiltersOnOneTable) {
     EXPECT_FALSE(veqEqualityFilter(*veqLiftLiterals(sql))) << sql;
 }
 
-TEST(DBManagerTest, ExistsQueryStoresThePkOnlyWhenARowExists) {
-  auto db = recordsDatabase();
+TEST(DBManagerTest, OnlyRecordLookUpsRunAndStoreThePk) {
+  auto db = VEQFMDatabase::databaseWithPath(":memory:");
+  ASSERT_TRUE(db->open());
+  ASSERT_TRUE(db->executeStatements(VEQSyncSqlManager::healthSchemaSql() +
+                                    veqModelSchemaNamed("VEQGetFuncTable4BluetoothModel")->createTableSql() +
+                                    "INSERT INTO t_get_func_main (pk, mac_addr) VALUES (1, 'AA:01'), (2, 'O''Brien');"
+                                    "INSERT INTO health_sport_item (pk, mac_addr, day_stamp, serial_number, steps)"
+                                    " VALUES (7, 'AA:01', 1710460800, 3, 10);"));
   int64_t pk = 0;
-  EXPECT_TRUE(VEQDBManager::querySyncExistDataWithSqlDb(db.get(), "SELECT pk FROM x WHERE mac_addr = 'O''Brien'", &pk));
+  EXPECT_TRUE(VEQDBManager::querySyncExistDataWithSqlDb(
+      db.get(), "SELECT pk FROM t_get_func_main WHERE mac_addr = 'O''Brien'", &pk));
   EXPECT_EQ(pk, 2);
   const int64_t prepares = db->prepareCount();
-  EXPECT_TRUE(VEQDBManager::querySyncExistDataWithSqlDb(db.get(), "SELECT pk FROM x WHERE mac_addr = 'WHERE = 5'", &pk));
-  EXPECT_EQ(pk, 4);
+  EXPECT_TRUE(VEQDBManager::querySyncExistDataWithSqlDb(
+      db.get(), "SELECT pk FROM t_get_func_main WHERE mac_addr = 'AA:01'", &pk));
+  EXPECT_EQ(pk, 1);
   EXPECT_EQ(db->prepareCount(), prepares);  // one statement per query shape
+  EXPECT_TRUE(VEQDBManager::querySyncExistDataWithSqlDb(
+      db.get(), VEQSyncSqlManager::querySportItemExistSqlStr("1710460800", 3, "AA:01"), &pk));
+  EXPECT_EQ(pk, 7);
+
+  // Keys that turn the look-up into another query must never find another
+  // device's record: they answer "no record" without running, and are counted.
+  const int64_t refused = VEQDBManager::refusedLookupCount();
   pk = 77;
-  EXPECT_FALSE(VEQDBManager::querySyncExistDataWithSqlDb(db.get(), "SELECT pk FROM x WHERE mac_addr = 'none'", &pk));
-  EXPECT_FALSE(VEQDBManager::querySyncExistDataWithSqlDb(db.get(), "SELECT pk FROM nowhere WHERE a = 1", &pk));
+  const std::string hostile[] = {
+      VEQSyncSqlManager::querySportItemExistSqlStr("1710460800", 3, "x' OR '1'='1"),
+      VEQSyncSqlManager::querySportItemExistSqlStr("1710460800", 3, "AA:01' AND steps = '10"),  // extra column
+      "SELECT pk FROM t_get_func_main WHERE mac_addr = 'x' AND mac_addr = 'AA:01'",          // column twice
+      "SELECT pk FROM t_get_func_main WHERE mac_addr = 'AA:01'--'",
+      "SELECT pk FROM t_get_func_main WHERE mac_addr = 'it's'",
+      "SELECT pk FROM sqlite_master WHERE name = 't_get_func_main'",  // not a record table
+      "SELECT mac_addr FROM t_get_func_main WHERE mac_addr = 'AA:01'",
+  };
+  for (const std::string& sql : hostile) EXPECT_FALSE(VEQDBManager::querySyncExistDataWithSqlDb(db.get(), sql, &pk)) << sql;
+  EXPECT_EQ(pk, 77);
+  EXPECT_EQ(VEQDBManager::refusedLookupCount() - refused, static_cast<int64_t>(std::size(hostile)));
+  EXPECT_EQ(db->failedStatementCount(), 0);
+  EXPECT_FALSE(VEQDBManager::querySyncExistDataWithSqlDb(
+      db.get(), "SELECT pk FROM t_get_func_main WHERE mac_addr = 'none'", &pk));
   EXPECT_EQ(pk, 77);
 }
 

@@ -95,6 +95,13 @@ TEST(ValueJson, ParsesCollectionsOnlyAndKeepsKeyOrder) {
   EXPECT_TRUE(stringToObject("[1,2]").isArray());
   for (const char* bad : {"42", "\"text\"", "true", "null", "", "{\"a\":", "[1,]", "{} x"})
     EXPECT_TRUE(stringToObject(bad).isNull()) << bad;
+  // Nesting is bounded (brackets inside strings do not count): hostile depth
+  // reads as unparseable instead of exhausting the stack.
+  auto nested = [](size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+  EXPECT_TRUE(stringToObject(nested(kMaxJsonDepth)).isArray());
+  EXPECT_TRUE(stringToObject(nested(kMaxJsonDepth + 1)).isNull());
+  EXPECT_TRUE(stringToObject(nested(100000)).isNull());
+  EXPECT_TRUE(stringToObject("[\"" + std::string(1000, '[') + "\"]").isArray());
   EXPECT_FALSE(objectToJsonString(VEQValue(5)).has_value());
   EXPECT_EQ(objectToJsonString(VEQValue(VEQDict())), "{}");
 }

@@ -16,7 +16,7 @@ namespace {
 // column as text, converted the way the platform converts texts. 0 when the
 // query yields no row or fails.
 int64_t firstPkAsText(VEQFMDatabase* db, const std::string& existsSql) {
-  std::unique_ptr<VEQFMResultSet> rs = db->executeQuery(existsSql);
+  std::unique_ptr<VEQFMResultSet> rs = VEQDBManager::executeRecordLookup(db, existsSql);
   if (rs == nullptr || !rs->next()) return 0;
   return VEQValue(rs->stringForColumn("pk")).integerValue();
 }

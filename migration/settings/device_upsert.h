@@ -22,8 +22,10 @@
 //     placeholders and values come from VEQDBManager.
 //   * The existence query carries the device key pasted between single
 //     quotes as it stands, not escaped and not bound. A key holding a quote
-//     breaks the query; the lookup then answers "no record" and the row is
-//     inserted. This is the intended form of every settings lookup.
+//     breaks the query, or turns it into another one; the new-database
+//     helper runs only true record look-ups (db_manager.h), so the lookup
+//     then answers "no record" and the row is inserted under its own key.
+//     This is the intended form of every settings lookup.
 //   * A lookup that answers "no record" for whatever reason inserts.
 //   * Rows without a device key are the caller's to skip (they count as
 //     done, with veqSkipRow(VEQSkipReason::kNoDeviceKey)); this routine
