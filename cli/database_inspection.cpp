@@ -11,6 +11,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <stdlib.h>
+
 #include "collaborators/sql_identifier.h"
 
 namespace veq {
@@ -68,12 +70,69 @@ std::string oneLine(const std::string& verdict) {
   return out;
 }
 
+
+// "file:" URI of a path, with the characters URIs reserve escaped.
+std::string fileUri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : fs::absolute(path).string()) {
+    if (c == '%' || c == '?' || c == '#') {
+      uri += fmt::format("%{:02X}", static_cast<unsigned char>(c));
+    } else {
+      uri += c;
+    }
+  }
+  return uri;
+}
+
+bool nonEmptyFile(const std::string& path) {
+  std::error_code ec;
+  return fs::is_regular_file(path, ec) && fs::file_size(path, ec) > 0;
+}
+
+// A store whose last writer left a write-ahead log or a rollback journal
+// beside it is read from a private copy of the three files in a fresh
+// temporary directory, which SQLite recovers (replays the log, rolls the
+// journal back) as it would the original; the copy goes when the last
+// handle does. Any other store is opened immutable: no lock, no -shm, no
+// journal, nothing created or changed beside it.
+std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::string* problem) {
+  if (!nonEmptyFile(path + "-wal") && !nonEmptyFile(path + "-journal")) {
+    return std::make_shared<VEQFMDatabase>(fileUri(path) + "?immutable=1");
+  }
+  std::string dir = (fs::temp_directory_path() / "veq-migrate-XXXXXX").string();
+  if (::mkdtemp(dir.data()) == nullptr) {
+    *problem = fmt::format("needs recovery and no private copy can be made: {}", std::strerror(errno));
+    return nullptr;
+  }
+  const std::string copy = (fs::path(dir) / "store.sqlite").string();
+  std::error_code ec;
+  fs::copy_file(path, copy, ec);
+  for (const char* suffix : {"-wal", "-journal"}) {
+    if (!ec && fs::exists(path + suffix)) fs::copy_file(path + suffix, copy + suffix, ec);
+  }
+  if (ec) {
+    fs::remove_all(dir, ec);
+    *problem = fmt::format("needs recovery and no private copy can be made: {}", ec.message());
+    return nullptr;
+  }
+  return std::shared_ptr<VEQFMDatabase>(new VEQFMDatabase(copy), [dir](VEQFMDatabase* db) {
+    delete db;
+    std::error_code ignored;
+    fs::remove_all(dir, ignored);
+  });
+}
+
 }  // namespace
 
 std::shared_ptr<VEQFMDatabase> openCheckedDatabase(const std::string& path, int flags, std::string* problem) {
   *problem = fileProblem(path);
   if (!problem->empty()) return nullptr;
-  auto db = std::make_shared<VEQFMDatabase>(path);
+  const bool legacy = !(flags & SQLITE_OPEN_READWRITE);
+  std::shared_ptr<VEQFMDatabase> db =
+      legacy ? legacyDatabase(path, problem) : std::make_shared<VEQFMDatabase>(path);
+  if (!db) return nullptr;
+  // A private copy is opened for writing so that SQLite can recover it.
+  if (legacy) flags = db->databasePath().rfind("file:", 0) == 0 ? flags | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
   if (!db->openWithFlags(flags)) {
     const int code = db->lastErrorCode() & 0xff;
     const bool damaged = code == SQLITE_CORRUPT || code == SQLITE_NOTADB;

@@ -11,6 +11,14 @@
 // of the migration, which reads every row anyway (see docs/tool.md).
 // The problem comes back as a short phrase for "veq-migrate: <file>: <problem>".
 //
+// Opened read-only (flags without SQLITE_OPEN_READWRITE), a legacy store is
+// never changed and nothing is created beside it: it is opened immutable
+// (no locks, no -shm file, no journal). A store that its last writer left
+// with a non-empty -wal or -journal file needs recovery, which writes; it is
+// read from a private copy (store and those files, in a new temporary
+// directory removed with the last handle), so the data in the log is not
+// lost and the original stays as it was.
+//
 // tableNames and rowCount answer for any open database (legacy or new).
 #pragma once
 

@@ -25,13 +25,35 @@ int runFixtures(const veq::FixtureOptions& options) {
   return 0;
 }
 
+int usageError(const std::string& problem) {
+  std::cerr << fmt::format("veq-migrate: {}\nRun with --help for more information.\n", problem);
+  return 2;
+}
+
+// The first argument no command took, named for what it looks like.
+std::string unexpectedArgument(CLI::App& app, CLI::App* runCommand, CLI::App* fixturesCommand) {
+  for (CLI::App* command : {runCommand, fixturesCommand}) {
+    if (*command && !command->remaining().empty()) {
+      const std::string arg = command->remaining().front();
+      return fmt::format("{}: unknown {} '{}'", command->get_name(), arg.rfind('-', 0) == 0 ? "option" : "argument",
+                         arg);
+    }
+  }
+  const std::vector<std::string> rest = app.remaining();
+  const std::string arg = rest.empty() ? "" : rest.front();
+  if (arg.rfind('-', 0) == 0) return fmt::format("unknown option '{}' (expected a subcommand: run or fixtures)", arg);
+  return fmt::format("unknown subcommand '{}' (expected run or fixtures)", arg);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app{"Migrates the legacy stores of the wearable SDK into its new database."};
   app.name("veq-migrate");
   app.set_version_flag("--version", std::string("veq-migrate ") + VEQ_VERSION);
-  app.require_subcommand(1);
+  // Subcommand and --out are checked after parsing, so that an unknown
+  // option or subcommand is named instead of "a subcommand is required".
+  app.require_subcommand(0, 1);
 
   veq::RunOptions run;
   std::string timeZone;
@@ -40,27 +62,36 @@ int main(int argc, char** argv) {
   runCommand->add_option("--android", run.androidPath, "Legacy Android store (SQLite)");
   runCommand->add_option("--android-cloud", run.androidCloudPath, "Legacy Android cloud store (SQLite)");
   runCommand->add_option("--defaults", run.defaultsPath, "User defaults (JSON object); written back after the run");
-  runCommand->add_option("--out", run.outPath, "New database, created or updated")->required();
+  runCommand->add_option("--out", run.outPath, "New database, created or updated (required)");
   runCommand->add_option("--time-zone", timeZone, "IANA time zone of the legacy dates (default: the system's)");
   runCommand->add_option("--json", run.jsonPath, "Also write the report as JSON to this file");
   runCommand->add_option("--rejects", run.rejectsPath,
                          "Write each skipped or failed legacy row to this file (JSON lines)");
+  double lockWaitSeconds = 10;
+  runCommand->add_option("--lock-wait", lockWaitSeconds, "Seconds to wait for another process's lock on --out")
+      ->check(CLI::Range(0.0, 3600.0));
 
   veq::FixtureOptions fixtures;
   CLI::App* fixturesCommand = app.add_subcommand("fixtures", "Write generated legacy stores and defaults");
-  fixturesCommand->add_option("--out", fixtures.outDir, "Directory to write into")->required();
+  fixturesCommand->add_option("--out", fixtures.outDir, "Directory to write into (required)");
   fixturesCommand->add_option("--days", fixtures.days, "Days of history per device")->check(CLI::Range(1, 100000));
   fixturesCommand->add_option("--devices", fixtures.devices, "Number of devices")->check(CLI::Range(1, 255));
   fixturesCommand->add_option("--seed", fixtures.seed, "Seed of the generated values");
 
   try {
     app.parse(argc, argv);
+  } catch (const CLI::ExtrasError&) {
+    return usageError(unexpectedArgument(app, runCommand, fixturesCommand));
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? 0 : 2;
   }
+  if (!*runCommand && !*fixturesCommand) return usageError("a subcommand is required: run or fixtures");
+  CLI::App* chosen = *runCommand ? runCommand : fixturesCommand;
+  if (chosen->count("--out") == 0) return usageError(chosen->get_name() + ": --out is required");
 
   if (*fixturesCommand) return runFixtures(fixtures);
   if (runCommand->count("--time-zone") > 0) run.timeZone = timeZone;
   run.progress = isatty(STDERR_FILENO) == 1;
+  run.lockWait = std::chrono::milliseconds(static_cast<int64_t>(lockWaitSeconds * 1000));
   return veq::runMigration(run, std::cout, std::cerr);
 }

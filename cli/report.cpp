@@ -26,8 +26,8 @@ void TableOutcome::count(bool success, const VEQRowReport& row) {
 }
 
 bool MigrationReport::succeeded() const {
-  return failedStatements == 0 && std::none_of(tables.begin(), tables.end(), [](const TableOutcome& t) {
-           return t.failed > 0 || t.rowsWith(O::kWriteFailed) > 0 || t.failedStatements > 0;
+  return failedStatements == 0 && problems.empty() && std::none_of(tables.begin(), tables.end(), [](const TableOutcome& t) {
+           return t.failed > 0 || t.rowsWith(O::kWriteFailed) > 0 || t.failedStatements > 0 || t.rolledBack;
          });
 }
 
@@ -51,10 +51,16 @@ void printReport(const MigrationReport& report, std::ostream& out) {
     }
     if (t.rowsWith(O::kUnstated) > 0) out << fmt::format("    unstated {}\n", t.rowsWith(O::kUnstated));
     if (!t.firstError.empty()) out << fmt::format("    first failure: {}\n", t.firstError);
+    if (t.rolledBack) out << "    ROLLED BACK: nothing of this table was kept\n";
   }
   out << fmt::format("\n{:<{}} {:>9}\n", "new table", width, "records");
   for (const auto& [table, count] : report.newRecords) out << fmt::format("{:<{}} {:>9}\n", table, width, count);
   out << fmt::format("\nfailed statements: {}\n", report.failedStatements);
+  if (report.refusedLookups > 0) {
+    out << fmt::format("refused look-ups: {} (legacy keys that would have changed the query; inserted as new)\n",
+                       report.refusedLookups);
+  }
+  for (const std::string& problem : report.problems) out << fmt::format("problem: {}\n", problem);
   for (const auto& [store, table] : report.notConverted) {
     out << fmt::format("not converted: {} {} (no conversion for this table)\n", store, table);
   }
@@ -80,7 +86,8 @@ std::string reportJson(const MigrationReport& report) {
                       {"outcomes", outcomes},
                       {"skip_reasons", reasons},
                       {"failed_statements", t.failedStatements},
-                      {"first_error", t.firstError}});
+                      {"first_error", t.firstError},
+                      {"rolled_back", t.rolledBack}});
   }
   Json records = Json::object();
   for (const auto& [table, count] : report.newRecords) records[table] = count;
@@ -89,7 +96,9 @@ std::string reportJson(const MigrationReport& report) {
   const Json json = {{"tables", tables},
                      {"new_records", records},
                      {"failed_statements", report.failedStatements},
+                     {"refused_lookups", report.refusedLookups},
                      {"not_converted", notConverted},
+                     {"problems", report.problems},
                      {"seconds", report.seconds},
                      {"ok", report.succeeded()}};
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

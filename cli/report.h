@@ -48,6 +48,7 @@ struct TableOutcome {
   std::array<int64_t, static_cast<size_t>(VEQSkipReason::kCount)> skipReasons{};
   int64_t failedStatements = 0;
   std::string firstError;
+  bool rolledBack = false;  // stopped by a fatal write error: nothing kept
 
   // Counts one driver report and the row report that goes with it.
   void count(bool success, const VEQRowReport& row);
@@ -59,6 +60,8 @@ struct MigrationReport {
   std::vector<std::pair<std::string, int64_t>> newRecords;  // table, records
   int64_t failedStatements = 0;
   std::vector<std::pair<std::string, std::string>> notConverted;  // store, table
+  int64_t refusedLookups = 0;         // look-ups a legacy key turned into another query
+  std::vector<std::string> problems;  // what else went wrong (each fails the run)
   double seconds = 0;
 
   bool succeeded() const;

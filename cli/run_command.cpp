@@ -10,6 +10,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <vector>
@@ -19,6 +20,7 @@
 #include "cli/progress.h"
 #include "cli/rejects.h"
 #include "cli/report.h"
+#include "collaborators/db_manager.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/sdk_utility.h"
 #include "collaborators/user_defaults.h"
@@ -30,6 +32,34 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kRefused = 2;
+
+// Whether two paths name one file: the same inode when both exist, else the
+// same absolute path once every symlink and "..", "." of it is resolved.
+bool samePlace(const std::string& a, const std::string& b) {
+  std::error_code ec;
+  if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
+  const fs::path ca = fs::weakly_canonical(fs::absolute(a, ec), ec);
+  const fs::path cb = fs::weakly_canonical(fs::absolute(b, ec), ec);
+  return ca == cb;
+}
+
+// Result codes after which nothing more can be written to the output: the
+// disk, the file or the lock is gone. Extended codes are reduced first.
+bool isFatalWriteError(int code) {
+  switch (code & 0xff) {
+    case SQLITE_IOERR: case SQLITE_FULL: case SQLITE_BUSY: case SQLITE_LOCKED: case SQLITE_READONLY:
+    case SQLITE_CANTOPEN: case SQLITE_CORRUPT: case SQLITE_NOTADB: case SQLITE_NOMEM: case SQLITE_PROTOCOL:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Thrown from the driver's callback to stop a table at its first fatal
+// write error; the queue rolls the table back.
+struct FatalWriteError {
+  std::string cause;
+};
 
 const std::string& storePath(const RunOptions& options, const LegacyStoreKind& kind) {
   static const std::map<std::string, std::string RunOptions::*> fields = {
@@ -44,9 +74,21 @@ std::shared_ptr<VEQFMDatabase> createDatabase(const std::string& path, std::stri
   return nullptr;
 }
 
-// Pragmas and schema of the output: the problem, or "" when it is ready.
-std::string prepareOutput(VEQFMDatabase& db) {
+// Lock, pragmas and schema of the output: the problem, or "" when it is
+// ready. Another process writing the output (another run, the SDK in a write
+// transaction) is waited for up to `lockWait`; after that the run is refused
+// before it writes anything.
+std::string prepareOutput(VEQFMDatabase& db, std::chrono::milliseconds lockWait) {
   if (sqlite3_db_readonly(db.sqliteHandle(), "main") == 1) return "not writable";
+  sqlite3_busy_timeout(db.sqliteHandle(), static_cast<int>(lockWait.count()));
+  if (!db.executeStatements("BEGIN IMMEDIATE; ROLLBACK;")) {
+    const int code = db.lastErrorCode() & 0xff;
+    if (code == SQLITE_BUSY || code == SQLITE_LOCKED) {
+      return fmt::format("locked by another process; gave up after waiting {:.1f} s for its write lock",
+                         std::chrono::duration<double>(lockWait).count());
+    }
+    return "cannot write: " + db.lastErrorMessage();
+  }
   std::string error;
   if (db.executeStatements(kOutputPragmas) && veqInstallSchema(&db, &error)) return "";
   return "cannot write: " + (error.empty() ? db.lastErrorMessage() : error);
@@ -135,22 +177,42 @@ bool MigrationRun::checkDefaults() {
   return true;
 }
 
-// The output and the JSON report must be creatable where they are named,
-// and the output must not overwrite an input.
+// Every file the run writes must be a file of its own: not an input, not the
+// output, not the defaults, not another report, under any spelling of its
+// path or through any symlink. Then each written file must be creatable
+// where it is named.
 bool MigrationRun::checkOutputPaths() {
-  std::error_code ec;
-  for (const OpenStore& store : stores_) {
-    if (fs::equivalent(options_.outPath, store.path, ec)) return refuse(options_.outPath, "is also an input store");
-    if (fs::equivalent(options_.rejectsPath, store.path, ec)) {
-      return refuse(options_.rejectsPath, "is also an input store");
+  struct Named {
+    std::string path;
+    std::string option;
+    bool written;
+  };
+  std::vector<Named> files;
+  for (const OpenStore& store : stores_) files.push_back({store.path, store.kind->option, false});
+  files.push_back({options_.defaultsPath, "--defaults", true});
+  files.push_back({options_.outPath, "--out", true});
+  files.push_back({options_.jsonPath, "--json", true});
+  files.push_back({options_.rejectsPath, "--rejects", true});
+  std::erase_if(files, [](const Named& f) { return f.path.empty(); });
+
+  for (size_t i = 0; i < files.size(); ++i) {
+    for (size_t j = 0; j < files.size(); ++j) {
+      if (i == j || !files[i].written || (files[j].written && j < i)) continue;
+      if (samePlace(files[i].path, files[j].path)) {
+        return refuse(files[i].path, fmt::format("{} names the same file as {}", files[i].option, files[j].option));
+      }
     }
   }
-  for (const std::string& path : {options_.outPath, options_.jsonPath, options_.rejectsPath}) {
-    if (path.empty()) continue;
+  std::error_code ec;
+  for (const Named& file : files) {
+    if (!file.written) continue;
+    const std::string& path = file.path;
     if (fs::is_directory(path, ec)) return refuse(path, "is a directory");
     const fs::path parent = fs::path(path).parent_path();
     if (!parent.empty() && !fs::is_directory(parent, ec)) return refuse(path, "no such directory");
-    const std::string& probe = fs::exists(path, ec) ? path : (parent.empty() ? std::string(".") : parent.string());
+    const std::string directory = parent.empty() ? std::string(".") : parent.string();
+    // The defaults are replaced through a new file renamed into place.
+    const std::string& probe = fs::exists(path, ec) && file.option != "--defaults" ? path : directory;
     if (::access(probe.c_str(), W_OK) != 0) return refuse(path, "not writable");
   }
   return true;
@@ -164,7 +226,7 @@ bool MigrationRun::openOutput() {
   std::shared_ptr<VEQFMDatabase> db = created || fs::file_size(path, ec) == 0
                                           ? createDatabase(path, &problem)
                                           : openCheckedDatabase(path, SQLITE_OPEN_READWRITE, &problem);
-  if (db) problem = prepareOutput(*db);
+  if (db) problem = prepareOutput(*db, options_.lockWait);
   if (!problem.empty()) {
     if (created) discardOutput(db.get());
     return refuse(path, problem);
@@ -203,16 +265,35 @@ void MigrationRun::migrateStore(const OpenStore& store) {
     VEQFMDatabase& db = *output_->database();
     db.markErrors();
     int64_t position = 0;
-    step.driver(step.table, output_.get(), store.queue.get(), [&](const std::string&, VEQFMDatabase*, bool success) {
-      const VEQRowReport& row = VEQProDBManager::lastRowReport();
-      outcome.count(success, row);
-      rejects_.note(outcome.store, outcome.table, position++, row);
-      progress_.advance();
-    });
+    std::optional<FatalWriteError> fatal;
+    try {
+      step.driver(step.table, output_.get(), store.queue.get(), [&](const std::string&, VEQFMDatabase*, bool success) {
+        const VEQRowReport& row = VEQProDBManager::lastRowReport();
+        outcome.count(success, row);
+        rejects_.note(outcome.store, outcome.table, position++, row);
+        progress_.advance();
+        // After an I/O error, a full disk or a lost lock every later
+        // statement fails too: stop here, and the queue rolls the table back.
+        if (isFatalWriteError(db.lastErrorCode())) throw FatalWriteError{db.lastErrorMessage()};
+      });
+    } catch (const FatalWriteError& e) {
+      fatal = e;
+    }
+    // Rows were written but the table's transaction did not commit (COMMIT
+    // itself failed): nothing of the table was kept.
+    const bool wrote = outcome.rowsWith(VEQRowOutcome::kInserted) + outcome.rowsWith(VEQRowOutcome::kUpdated) > 0;
+    if (!fatal && wrote && !output_->lastTransactionCommitted()) {
+      fatal = FatalWriteError{"cannot commit: " + db.firstErrorSinceMark()};
+    }
     outcome.failedStatements = db.failedSinceMark();
     outcome.firstError = db.firstErrorSinceMark();
+    outcome.rolledBack = fatal.has_value();
     if (!rejects_.finishTable(legacy, step.table)) rejectsWritten_ = false;
     report_.tables.push_back(std::move(outcome));
+    if (fatal) {
+      throw FatalWriteError{fmt::format("{} while migrating {} {}; that table was rolled back and the run stopped",
+                                        fatal->cause, store.kind->label, step.table)};
+    }
   }
   for (const std::string& table : present) {
     if (!sent.count(table)) report_.notConverted.emplace_back(store.kind->label, table);
@@ -227,33 +308,50 @@ void MigrationRun::finishReport(VEQFMDatabase& db) {
 int MigrationRun::run() {
   if (!checkTimeZone() || !openStores() || !checkDefaults() || !checkOutputPaths() || !openOutput()) return kRefused;
   prepareRegistries();
-  std::string rejectsError;
-  if (!rejects_.open(&rejectsError)) {
-    refuse(options_.rejectsPath, rejectsError);
+  std::string error;
+  if (!rejects_.open(&error)) {
+    refuse(options_.rejectsPath, error);
     return kRefused;
   }
 
   const auto started = std::chrono::steady_clock::now();
-  for (const OpenStore& store : stores_) migrateStore(store);
+  const int64_t refusedBefore = VEQDBManager::refusedLookupCount();
+  bool stopped = false;
+  try {
+    for (const OpenStore& store : stores_) migrateStore(store);
+  } catch (const FatalWriteError& e) {
+    progress_.finish();
+    stopped = true;
+    refuse(options_.outPath, e.cause);
+    report_.problems.push_back(e.cause);
+  }
   progress_.finish();
   report_.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  report_.refusedLookups = VEQDBManager::refusedLookupCount() - refusedBefore;
   finishReport(*output_->database());
 
-  bool written = true;
-  std::string error;
-  if (!options_.defaultsPath.empty() &&
+  // The defaults lose the binding the device-info conversion took over; they
+  // are written back only when every table was kept.
+  if (!stopped && !options_.defaultsPath.empty() &&
       !VEQUserDefaults::standardUserDefaults().saveToFile(options_.defaultsPath, &error)) {
-    written = refuse(options_.defaultsPath, error);
+    refuse(options_.defaultsPath, error);
+    report_.problems.push_back("the user defaults were not written back: " + error);
   }
-  if (!rejectsWritten_) written = refuse(options_.rejectsPath, "cannot write the rejects file");
-  printReport(report_, out_);
+  if (!rejectsWritten_) {
+    refuse(options_.rejectsPath, "cannot write the rejects file");
+    report_.problems.push_back("the rejects file is incomplete");
+  }
   if (!options_.jsonPath.empty()) {
     std::ofstream json(options_.jsonPath, std::ios::trunc);
     json << reportJson(report_);
     json.close();
-    if (!json) written = refuse(options_.jsonPath, "cannot write the report");
+    if (!json) {
+      refuse(options_.jsonPath, "cannot write the report");
+      report_.problems.push_back("the JSON report could not be written");
+    }
   }
-  return report_.succeeded() && written ? 0 : 1;
+  printReport(report_, out_);
+  return report_.succeeded() ? 0 : 1;
 }
 
 }  // namespace

@@ -29,6 +29,7 @@
 // cleared again when the call returns. One run at a time per process.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -45,6 +46,8 @@ struct RunOptions {
   std::string jsonPath;          // "": no JSON report
   std::string rejectsPath;       // "": no rejects file (rejects.h)
   bool progress = false;         // draw a progress line on `err`
+  // How long to wait for another process's write lock on the output.
+  std::chrono::milliseconds lockWait{10000};
 };
 
 // Exit status: 0 success, 1 finished with failures, 2 refused (nothing written).

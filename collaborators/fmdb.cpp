@@ -383,6 +383,7 @@ void VEQFMDatabaseQueue::inTransaction(const std::function<void(VEQFMDatabase* d
   std::lock_guard<std::mutex> lock(mutex_);
   const bool began = db_->beginTransaction();
   bool rollback = false;
+  committed_ = false;
   try {
     block(db_.get(), &rollback);
   } catch (...) {
@@ -392,7 +393,8 @@ void VEQFMDatabaseQueue::inTransaction(const std::function<void(VEQFMDatabase* d
   if (!began) return;
   // A failed COMMIT leaves the transaction open; end it rather than let the
   // next caller's BEGIN fail.
-  if (rollback || !db_->commit()) db_->rollback();
+  committed_ = !rollback && db_->commit();
+  if (!committed_) db_->rollback();
 }
 
 }  // namespace veq

@@ -28,7 +28,8 @@
 //
 // VEQFMDatabaseQueue serialises access to one database. inTransaction runs
 // its callback synchronously on the calling thread between BEGIN and COMMIT,
-// and rolls back instead when the callback sets *rollback. The callback runs
+// and rolls back instead when the callback sets *rollback, when the callback
+// throws (the exception goes on) or when COMMIT fails. The callback runs
 // even when BEGIN fails (for instance because the database is not open), so
 // it can find that out itself; nothing is committed or rolled back then. The
 // queue is not re-entrant: calling it from inside its own callback is a
@@ -191,9 +192,14 @@ class VEQFMDatabaseQueue {
 
   const std::shared_ptr<VEQFMDatabase>& database() const { return db_; }
   uint64_t identity() const { return identity_; }
+  // Whether the last inTransaction call committed (false when BEGIN or
+  // COMMIT failed, the callback asked for a rollback, or it threw): a
+  // caller that must know its writes are kept checks it afterwards.
+  bool lastTransactionCommitted() const { return committed_; }
 
  private:
   std::shared_ptr<VEQFMDatabase> db_;
+  bool committed_ = false;
   uint64_t identity_;
   std::mutex mutex_;
 };

@@ -20,6 +20,7 @@
 #include "cli/migration_plan.h"
 #include "cli/run_command.h"
 #include "test_support.h"
+#include "tool_test_support.h"
 
 extern char** environ;
 
@@ -28,54 +29,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct ToolResult {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using CliTest = ToolTest;
 
-std::string slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-class CliTest : public ::testing::Test {
- protected:
-  fs::path path(const std::string& name) const { return dir_.path / name; }
-
-  ToolResult tool(const std::string& args) const {
-    const fs::path out = path("stdout.txt"), err = path("stderr.txt");
-    const std::string command = std::string(VEQ_MIGRATE_BIN) + " " + args + " >" + out.string() + " 2>" + err.string();
-    const int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
-  }
-
-  // Fixtures in `sub` (default size: 5 days of 2 devices).
-  void fixtures(const std::string& sub, const std::string& extra = "--days 5 --devices 2") const {
-    ASSERT_EQ(tool("fixtures --out " + path(sub).string() + " " + extra).status, 0);
-  }
-
-  std::string runArgs(const std::string& sub, const std::string& out) const {
-    const fs::path d = path(sub);
-    return "run --ios " + (d / "ios.sqlite").string() + " --android " + (d / "android.sqlite").string() +
-           " --android-cloud " + (d / "android_cloud.sqlite").string() + " --defaults " +
-           (d / "defaults.json").string() + " --time-zone UTC --out " + path(out).string();
-  }
-
-  static int64_t count(const fs::path& db, const std::string& sql) {
-    VEQFMDatabase database(db.string());
-    return database.open() ? queryInt(&database, sql) : -1;
-  }
-
-  // Rows of `table` committed so far by another process; -1 while unreadable.
-  static int64_t committedRows(const std::string& db, const std::string& table) {
-    VEQFMDatabase database(db);
-    if (!fs::exists(db) || !database.openWithFlags(SQLITE_OPEN_READONLY)) return -1;
-    return rowCount(database, table);
-  }
-
-  ScratchDir dir_;
-};
 
 TEST_F(CliTest, FixturesAreDeterministicAndShapedLikeLegacyStores) {
   fixtures("a", "--days 20 --devices 3 --seed 7");
@@ -311,7 +266,15 @@ TEST_F(CliTest, HelpVersionAndUsageErrors) {
   ToolResult version = tool("--version");
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out, std::string("veq-migrate ") + VEQ_VERSION + "\n");
-  EXPECT_EQ(tool("run --ios x.sqlite").status, 2);  // --out is required
+  // Unknown options and subcommands are named.
+  for (const auto& [args, says] : {std::pair{"run --ios x.sqlite", "run: --out is required"},
+                                   {"--bogus", "unknown option '--bogus'"},
+                                   {"migrate --out x", "unknown subcommand 'migrate'"},
+                                   {"run --out x --bogus", "run: unknown option '--bogus'"}}) {
+    ToolResult r = tool(args);
+    EXPECT_EQ(r.status, 2) << args;
+    EXPECT_NE(r.err.find(says), std::string::npos) << r.err;
+  }
   ToolResult zone = tool("run --ios x --out y --time-zone Nowhere/Atlantis");
   EXPECT_EQ(zone.status, 2);
   EXPECT_NE(zone.err.find("Nowhere/Atlantis"), std::string::npos);
