@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "cli/fixtures.h"
+#include "cli/progress.h"
 #include "cli/run_command.h"
 
 namespace {
@@ -67,6 +68,9 @@ int main(int argc, char** argv) {
   runCommand->add_option("--json", run.jsonPath, "Also write the report as JSON to this file");
   runCommand->add_option("--rejects", run.rejectsPath,
                          "Write each skipped or failed legacy row to this file (JSON lines)");
+  bool quiet = false, progress = false;
+  runCommand->add_flag("--quiet", quiet, "Print only errors (the report still goes to --json)");
+  runCommand->add_flag("--progress", progress, "Draw the progress line even when stderr is not a terminal");
   double lockWaitSeconds = 10;
   runCommand->add_option("--lock-wait", lockWaitSeconds, "Seconds to wait for another process's lock on --out")
       ->check(CLI::Range(0.0, 3600.0));
@@ -91,7 +95,9 @@ int main(int argc, char** argv) {
 
   if (*fixturesCommand) return runFixtures(fixtures);
   if (runCommand->count("--time-zone") > 0) run.timeZone = timeZone;
-  run.progress = isatty(STDERR_FILENO) == 1;
+  run.quiet = quiet;
+  run.progress = !quiet && (progress || isatty(STDERR_FILENO) == 1);
+  if (run.progress) veq::ProgressLine::installInterruptCleanup(STDERR_FILENO);
   run.lockWait = std::chrono::milliseconds(static_cast<int64_t>(lockWaitSeconds * 1000));
   return veq::runMigration(run, std::cout, std::cerr);
 }

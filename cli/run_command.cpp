@@ -350,7 +350,7 @@ int MigrationRun::run() {
       report_.problems.push_back("the JSON report could not be written");
     }
   }
-  printReport(report_, out_);
+  if (!options_.quiet) printReport(report_, out_);
   return report_.succeeded() ? 0 : 1;
 }
 

@@ -46,6 +46,7 @@ struct RunOptions {
   std::string jsonPath;          // "": no JSON report
   std::string rejectsPath;       // "": no rejects file (rejects.h)
   bool progress = false;         // draw a progress line on `err`
+  bool quiet = false;            // no report on `out` (errors still go to `err`)
   // How long to wait for another process's write lock on the output.
   std::chrono::milliseconds lockWait{10000};
 };

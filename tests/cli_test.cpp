@@ -254,9 +254,15 @@ TEST_F(CliTest, ProgressLineOnlyWhenAsked) {
   options.progress = true;
   std::ostringstream out, err;
   EXPECT_EQ(runMigration(options, out, err), 0) << err.str();
-  EXPECT_NE(err.str().find("ios t_sport_item: "), std::string::npos);
+  EXPECT_NE(err.str().find(" rows"), std::string::npos);
   EXPECT_EQ(err.str().substr(err.str().size() - 4), "\r\x1b[K");  // the line is cleared at the end
   EXPECT_NE(out.str().find("health_sport_item"), std::string::npos);
+  // --quiet: nothing but errors.
+  options.progress = false;
+  options.quiet = true;
+  std::ostringstream quietOut, quietErr;
+  EXPECT_EQ(runMigration(options, quietOut, quietErr), 0) << quietErr.str();
+  EXPECT_EQ(quietOut.str() + quietErr.str(), "");
 }
 
 TEST_F(CliTest, HelpVersionAndUsageErrors) {

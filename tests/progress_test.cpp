@@ -1,0 +1,96 @@
+// The progress line: bounded redraws, rate and time left, and a clean
+// terminal however the run ends.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <sstream>
+#include <thread>
+
+#include "cli/progress.h"
+#include "tool_test_support.h"
+
+extern char** environ;
+
+namespace veq {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ProgressLine, RedrawsAtABoundedRateWithRateAndTimeLeftOnLargeTables) {
+  std::chrono::steady_clock::time_point now{};
+  std::ostringstream out;
+  ProgressLine line(out, true, [&now] { return now; });
+  auto draws = [&out] {
+    const std::string s = out.str();
+    return std::count(s.begin(), s.end(), '\r');
+  };
+
+  now += 1h;
+  line.start("ios", "t_a", 5);  // first table: drawn
+  for (int i = 0; i < 5; ++i) line.advance();
+  now += 10ms;
+  line.start("ios", "t_b", 7);  // within the interval: not drawn
+  EXPECT_EQ(draws(), 1);
+  EXPECT_EQ(out.str(), "\r\x1b[Kios t_a: 0/5 rows");
+
+  now += 200ms;
+  line.start("ios", "t_big", 1000000);
+  for (int i = 0; i < 512000; ++i) {
+    if (i % 256 == 0) now += 1ms;  // 2 s in all
+    line.advance();
+  }
+  EXPECT_LE(draws(), 2 + 2000 / 100);
+  const std::string last = out.str().substr(out.str().rfind('\r'));
+  EXPECT_NE(last.find("ios t_big: 512000/1000000 rows, 256000 rows/s, about 2 s left"), std::string::npos) << last;
+
+  line.finish();
+  EXPECT_EQ(out.str().substr(out.str().size() - 4), "\r\x1b[K");
+  const size_t size = out.str().size();
+  line.finish();  // nothing shown: nothing written
+  EXPECT_EQ(out.str().size(), size);
+
+  std::ostringstream off;
+  ProgressLine disabled(off, false);
+  disabled.start("ios", "t_a", 5);
+  disabled.advance();
+  EXPECT_EQ(off.str(), "");
+}
+
+using ProgressTool = ToolTest;
+
+TEST_F(ProgressTool, ATerminatedRunLeavesTheLineErased) {
+  fixtures("fx", "--days 400 --devices 2");
+  const std::string err = path("stderr.txt").string();
+  std::vector<std::string> args = {VEQ_MIGRATE_BIN, "run", "--ios", (path("fx") / "ios.sqlite").string(),
+                                   "--out", path("new.sqlite").string(), "--progress"};
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  pid_t pid;
+  ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+  posix_spawn_file_actions_destroy(&actions);
+  const auto deadline = std::chrono::steady_clock::now() + 60s;
+  while (std::chrono::steady_clock::now() < deadline && slurp(err).find("t_sport_item") == std::string::npos) {
+    std::this_thread::sleep_for(5ms);
+  }
+  kill(pid, SIGTERM);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  const std::string written = slurp(err);
+  ASSERT_NE(written.find("t_sport_item"), std::string::npos) << "no progress line was drawn";
+  EXPECT_EQ(written.substr(written.size() - 4), "\r\x1b[K");
+  // The run had finished anyway if it exited; otherwise SIGTERM ended it.
+  EXPECT_TRUE((WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) || (WIFEXITED(status) && WEXITSTATUS(status) == 0));
+}
+
+}  // namespace
+}  // namespace veq
