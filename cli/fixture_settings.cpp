@@ -105,17 +105,19 @@ std::vector<FixtureTable> fixtureSettingsTables() {
                              minute("end_minute"), integer("interval", stepped(30, 120, 15)),
                              integer("repetitions", longSitMask())}));
   t.push_back(settingsTable("t_hand_gesture",
-                            {integer("isOpen", flag()), integer("hasTimeRange", flag()), integer("showSecond", between(3, 10)),
-                             hour("start_hour", 7, 9), minute("start_minute"), hour("end_hour", 21, 23),
-                             minute("end_minute")}));
+                            {integer("isOpen", flag()), integer("hasTimeRange", flag()),
+                             integer("showSecond", between(3, 10)), hour("start_hour", 7, 9), minute("start_minute"),
+                             hour("end_hour", 21, 23), minute("end_minute")}));
   t.push_back(settingsTable("t_find_phone", {integer("is_open", flag())}));
   t.push_back(settingsTable("t_musci_on", {integer("isOn", flag())}));
   t.push_back(settingsTable("t_do_not_disturb",
                             {integer("switch_flag", flag()), hour("start_hour", 21, 23), minute("start_minute"),
                              hour("end_hour", 6, 8), minute("end_minute")}));
   t.push_back(settingsTable("t_heart_rate_interval",
-                            {integer("burn_fat_threshold", between(110, 130)), integer("aerobic_threshold", between(131, 150)),
-                             integer("limit_threshold", between(151, 175)), integer("user_max_hr", between(176, 200))}));
+                            {integer("burn_fat_threshold", between(110, 130)),
+                             integer("aerobic_threshold", between(131, 150)),
+                             integer("limit_threshold", between(151, 175)),
+                             integer("user_max_hr", between(176, 200))}));
   t.push_back(settingsTable("t_handel_type", {integer("is_left_hand", flag())}));
   t.push_back(settingsTable("t_heart_rate_mode",
                             {integer("mode", between(0, 2)), integer("hasTimeRange", flag()), hour("start_hour", 0, 8),
@@ -138,9 +140,12 @@ std::vector<FixtureTable> fixtureSettingsTables() {
   t.push_back(settingsTable("t_watch_dia", {integer("type", between(1, 12))}));
   t.push_back(settingsTable("t_menstruationInfo",
                             {integer("menstrualLength", between(3, 7)), integer("menstrualCycle", between(24, 35)),
-                             integer("lastMenstrualYear", constant(2017)), integer("lastMenstrualMonth", between(1, 12)),
-                             integer("lastMenstrualDay", between(1, 28)), integer("ovulationIntervalDay", between(12, 16)),
-                             integer("ovulationBeforeDay", between(3, 5)), integer("ovulationAfterDay", between(3, 5))}));
+                             integer("lastMenstrualYear", constant(2017)),
+                             integer("lastMenstrualMonth", between(1, 12)),
+                             integer("lastMenstrualDay", between(1, 28)),
+                             integer("ovulationIntervalDay", between(12, 16)),
+                             integer("ovulationBeforeDay", between(3, 5)),
+                             integer("ovulationAfterDay", between(3, 5))}));
   t.push_back(settingsTable("t_menstruationRemind",
                             {integer("startDay", between(1, 3)), integer("ovulationDay", between(1, 3)),
                              hour("hour", 7, 21), minute("minute")}));

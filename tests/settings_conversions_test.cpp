@@ -242,9 +242,8 @@ TEST_F(Settings, NoticeSwitchesAndSourcesComeFromTheirPositions) {
       const VEQDict rec = record("t_set_notice_info");
       std::string on;
       for (size_t i = 0; i < rec.size(); ++i) {
-        if (rec.keyAt(i).rfind("is_on_", 0) == 0 && rec.keyAt(i) != "is_on_child" && rec.valueAt(i).integerValue() == 1) {
-          on += rec.keyAt(i);
-        }
+        const std::string& name = rec.keyAt(i);
+        if (name.rfind("is_on_", 0) == 0 && name != "is_on_child" && rec.valueAt(i).integerValue() == 1) on += name;
       }
       EXPECT_EQ(on, property == "-" ? "" : veqColumnNameForProperty(property)) << column << " position " << position;
     }
@@ -254,7 +253,8 @@ TEST_F(Settings, NoticeSwitchesAndSourcesComeFromTheirPositions) {
   VEQSetNoticeInfoBuletoothModel model;
   model.setBool("isOnSms", true);
   veqSetSwitchesFromBits(model, {1, 1, 1},
-                         {"isOnTwitter", "isOnFaceBook", "isOnWeibo", "isOnQq", "isOnWeChat", "isOnEmail", "isOnSms", ""});
+                         {"isOnTwitter", "isOnFaceBook", "isOnWeibo", "isOnQq", "isOnWeChat", "isOnEmail", "isOnSms",
+                          ""});
   EXPECT_EQ(model.value("isOnWeibo"), VEQValue(true));
   EXPECT_EQ(model.value("isOnQq"), VEQValue(false));
   EXPECT_EQ(model.value("isOnSms"), VEQValue(false));
