@@ -40,8 +40,8 @@ const VEQSettingsDescription kEx{
 const VEQSettingsDescription kMain1{
     .modelClass = "VEQGetFuncTable18BluetoothModel",
     .pairs = {{"login_in", "logIn"}, {"hidPhoto", "hidPhoto"}, {"WatchDial", "watchDial"}, {"shortcut", "shortcut"},
-     {"unitSet", "unitSet"}, {"BloodPressure", "bloodPressure"}, {"wechatSport", "wechatSport"},
-     {"fineTimeControl", "fineTimeControl"}},
+              {"unitSet", "unitSet"}, {"BloodPressure", "bloodPressure"}, {"wechatSport", "wechatSport"},
+              {"fineTimeControl", "fineTimeControl"}},
     .marksMigrated = false,
     .lookup = VEQLookupRule::DevicePositivePk};
 
