@@ -69,6 +69,13 @@ inline FixtureValueMaker itemSerial() {
   return [](Ctx& c) { return VEQValue(c.day->unnumbered ? 0 : c.item->slot + 1); };
 }
 
+// One of `values`, each equally likely.
+inline FixtureValueMaker oneOf(std::vector<int64_t> values) {
+  return [values = std::move(values)](Ctx& c) {
+    return VEQValue(values[static_cast<size_t>(c.rng.between(0, static_cast<int64_t>(values.size()) - 1))]);
+  };
+}
+
 inline FixtureColumn text(std::string name, FixtureValueMaker value) {
   return {std::move(name), "TEXT", std::move(value)};
 }

@@ -19,12 +19,29 @@ using M = VEQProDBManager;
 // Legacy iOS store. "t_smart_device" must stay first.
 const std::vector<VEQDriverRoute>& jkdbRoutes() {
   static const std::vector<VEQDriverRoute> routes = {
-      // Device settings, in this order: t_smart_device, t_user, t_live_data,
-      // t_lost_find, t_screen_light, t_notice, t_set_alarm, t_set_unit,
-      // t_long_sit, t_hand_gesture, t_find_phone, t_musci_on,
-      // t_do_not_disturb, t_heart_rate_interval, t_handel_type,
-      // t_heart_rate_mode, t_land_scape, t_sos_model, t_psrm_data,
-      // t_weather_switch, t_short_cut, t_watch_dia.
+      // Device settings.
+      {"t_smart_device", &M::deviceInfoDataMigrationWithDic},
+      {"t_user", &M::userInfoDataMigrationWithDic},
+      {"t_live_data", &M::liveDataMigrationWithDic},
+      {"t_lost_find", &M::lostFindDataMigrationWithDic},
+      {"t_screen_light", &M::screenLightDataMigrationWithDic},
+      {"t_notice", &M::noticeDataMigrationWithDic},
+      {"t_set_alarm", &M::alarmDataMigrationWithDic},
+      {"t_set_unit", &M::unitDataMigrationWithDic},
+      {"t_long_sit", &M::longSitDataMigrationWithDic},
+      {"t_hand_gesture", &M::handGestureDataMigrationWithDic},
+      {"t_find_phone", &M::findPhoneDataMigrationWithDic},
+      {"t_musci_on", &M::openMusicDataMigrationWithDic},
+      {"t_do_not_disturb", &M::doNotDisturbDataMigrationWithDic},
+      {"t_heart_rate_interval", &M::hrIntervalDataMigrationWithDic},
+      {"t_handel_type", &M::leftOrRightDataMigrationWithDic},
+      {"t_heart_rate_mode", &M::hrModelDataMigrationWithDic},
+      {"t_land_scape", &M::dispalyModeDataMigrationWithDic},
+      {"t_sos_model", &M::oneKeySOSDataMigrationWithDic},
+      {"t_psrm_data", &M::sportShortcutDataMigrationWithDic},
+      {"t_weather_switch", &M::weatherSwitchDataMigrationWithDic},
+      {"t_short_cut", &M::shortcurtDataMigrationWithDic},
+      {"t_watch_dia", &M::watchDialDataMigrationWithDic},
 
       // Function tables. The fourth legacy sport group goes to the type-3
       // table; each language table has two legacy names.
@@ -55,7 +72,9 @@ const std::vector<VEQDriverRoute>& jkdbRoutes() {
       {"t_sport_data", &M::jkdbSportDataMigrationWithDic},
       {"t_sport_item", &M::jkdbSportDataItemMigrationWithDic},
 
-      // Menstruation settings: t_menstruationInfo, t_menstruationRemind.
+      // Menstruation settings.
+      {"t_menstruationInfo", &M::menstruationDataMigrationWithDic},
+      {"t_menstruationRemind", &M::menstruationRemindDataMigrationWithDic},
   };
   return routes;
 }

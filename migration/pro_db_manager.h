@@ -92,6 +92,34 @@ class VEQProDBManager {
   // correcting years of 3001 and later and Buddhist-era years.
   static std::string newTimeStampWithOldTimeStr(const std::string& oldTimeStr, VEQDateComponents* dateComponents);
 
+  // ---- Device settings -------------------------------------------------------
+  static bool deviceInfoDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool userInfoDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool alarmDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool longSitDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool noticeDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool liveDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool lostFindDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool screenLightDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool unitDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool handGestureDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool findPhoneDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool openMusicDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool doNotDisturbDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool hrIntervalDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool leftOrRightDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool hrModelDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool dispalyModeDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool oneKeySOSDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool sportShortcutDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool weatherSwitchDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool shortcurtDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool watchDialDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  // The menstrual-cycle records are written without their device key, so
+  // every run inserts them anew.
+  static bool menstruationDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+  static bool menstruationRemindDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
+
   // ---- Function tables ------------------------------------------------------
   static bool funcTableDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
   static bool mainFuncTableDataMigrationWithDic(const VEQDict& dic, VEQFMDatabase* database);
