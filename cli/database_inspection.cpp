@@ -71,8 +71,7 @@ std::string oneLine(const std::string& verdict) {
 }
 
 
-// "file:" URI of a path, with the characters URIs reserve escaped.
-std::string fileUri(const std::string& path) {
+std::string fileUriImpl(const std::string& path) {
   std::string uri = "file:";
   for (const char c : fs::absolute(path).string()) {
     if (c == '%' || c == '?' || c == '#') {
@@ -97,7 +96,7 @@ bool nonEmptyFile(const std::string& path) {
 // journal, nothing created or changed beside it.
 std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::string* problem) {
   if (!nonEmptyFile(path + "-wal") && !nonEmptyFile(path + "-journal")) {
-    return std::make_shared<VEQFMDatabase>(fileUri(path) + "?immutable=1");
+    return std::make_shared<VEQFMDatabase>(fileUriImpl(path) + "?immutable=1");
   }
   std::string dir = (fs::temp_directory_path() / "veq-migrate-XXXXXX").string();
   if (::mkdtemp(dir.data()) == nullptr) {
@@ -163,6 +162,21 @@ int64_t rowCount(VEQFMDatabase& db, const std::string& table) {
   auto rs = db.executeQuery("SELECT COUNT(*) FROM " + sqlIdentifier(table));
   if (!rs || !rs->next()) return -1;
   return rs->objectForColumnIndex(0).integerValue();
+}
+
+bool sameFile(const std::string& a, const std::string& b) {
+  std::error_code ec;
+  if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
+  const fs::path ca = fs::weakly_canonical(fs::absolute(a, ec), ec);
+  const fs::path cb = fs::weakly_canonical(fs::absolute(b, ec), ec);
+  return ca == cb;
+}
+
+std::string fileUriOf(const std::string& path) { return fileUriImpl(path); }
+
+int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& args) {
+  auto rs = db.executeQuery(sql, args);
+  return rs && rs->next() ? rs->objectForColumnIndex(0).integerValue() : 0;
 }
 
 }  // namespace veq

@@ -1,16 +1,22 @@
 // main.cpp — the veq-migrate command line: parses the options and hands
-// them to the `run` or `fixtures` command. Exit status 2 for bad usage.
+// them to the `run`, `inspect`, `verify` or `fixtures` command. Exit status
+// 2 for bad usage.
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include <iostream>
+#include <vector>
 
 #include "cli/fixtures.h"
+#include "cli/inspect_command.h"
 #include "cli/progress.h"
 #include "cli/run_command.h"
+#include "cli/verify_command.h"
 
 namespace {
+
+constexpr const char* kCommands = "run, inspect, verify or fixtures";
 
 int runFixtures(const veq::FixtureOptions& options) {
   std::vector<veq::FixtureFile> written;
@@ -32,9 +38,9 @@ int usageError(const std::string& problem) {
 }
 
 // The first argument no command took, named for what it looks like.
-std::string unexpectedArgument(CLI::App& app, CLI::App* runCommand, CLI::App* fixturesCommand) {
-  for (CLI::App* command : {runCommand, fixturesCommand}) {
-    if (*command && !command->remaining().empty()) {
+std::string unexpectedArgument(CLI::App& app) {
+  for (CLI::App* command : app.get_subcommands()) {
+    if (!command->remaining().empty()) {
       const std::string arg = command->remaining().front();
       return fmt::format("{}: unknown {} '{}'", command->get_name(), arg.rfind('-', 0) == 0 ? "option" : "argument",
                          arg);
@@ -42,8 +48,22 @@ std::string unexpectedArgument(CLI::App& app, CLI::App* runCommand, CLI::App* fi
   }
   const std::vector<std::string> rest = app.remaining();
   const std::string arg = rest.empty() ? "" : rest.front();
-  if (arg.rfind('-', 0) == 0) return fmt::format("unknown option '{}' (expected a subcommand: run or fixtures)", arg);
-  return fmt::format("unknown subcommand '{}' (expected run or fixtures)", arg);
+  if (arg.rfind('-', 0) == 0) return fmt::format("unknown option '{}' (expected a subcommand: {})", arg, kCommands);
+  return fmt::format("unknown subcommand '{}' (expected {})", arg, kCommands);
+}
+
+// The options that name the legacy stores, the defaults and the zone.
+void addStoreOptions(CLI::App* command, veq::RunOptions* stores, std::string* timeZone) {
+  command->add_option("--ios", stores->iosPath, "Legacy iOS store (SQLite)");
+  command->add_option("--android", stores->androidPath, "Legacy Android store (SQLite)");
+  command->add_option("--android-cloud", stores->androidCloudPath, "Legacy Android cloud store (SQLite)");
+  command->add_option("--defaults", stores->defaultsPath, "User defaults (JSON object)");
+  command->add_option("--time-zone", *timeZone, "IANA time zone of the legacy dates (default: the system's)");
+}
+
+void addReportOptions(CLI::App* command, std::string* json, std::string* html) {
+  command->add_option("--json", *json, "Also write the result as JSON to this file");
+  command->add_option("--html", *html, "Also write the result as one HTML page to this file");
 }
 
 }  // namespace
@@ -59,21 +79,32 @@ int main(int argc, char** argv) {
   veq::RunOptions run;
   std::string timeZone;
   CLI::App* runCommand = app.add_subcommand("run", "Migrate legacy stores into a new database");
-  runCommand->add_option("--ios", run.iosPath, "Legacy iOS store (SQLite)");
-  runCommand->add_option("--android", run.androidPath, "Legacy Android store (SQLite)");
-  runCommand->add_option("--android-cloud", run.androidCloudPath, "Legacy Android cloud store (SQLite)");
-  runCommand->add_option("--defaults", run.defaultsPath, "User defaults (JSON object); written back after the run");
+  addStoreOptions(runCommand, &run, &timeZone);
   runCommand->add_option("--out", run.outPath, "New database, created or updated (required)");
-  runCommand->add_option("--time-zone", timeZone, "IANA time zone of the legacy dates (default: the system's)");
   runCommand->add_option("--json", run.jsonPath, "Also write the report as JSON to this file");
   runCommand->add_option("--rejects", run.rejectsPath,
                          "Write each skipped or failed legacy row to this file (JSON lines)");
+  runCommand->add_option("--html", run.htmlPath, "Also write the report as one HTML page");
   bool quiet = false, progress = false;
   runCommand->add_flag("--quiet", quiet, "Print only errors (the report still goes to --json)");
   runCommand->add_flag("--progress", progress, "Draw the progress line even when stderr is not a terminal");
   double lockWaitSeconds = 10;
   runCommand->add_option("--lock-wait", lockWaitSeconds, "Seconds to wait for another process's lock on --out")
       ->check(CLI::Range(0.0, 3600.0));
+
+  veq::InspectOptions inspect;
+  CLI::App* inspectCommand =
+      app.add_subcommand("inspect", "Show what the stores hold and what a migration would do; write nothing");
+  addStoreOptions(inspectCommand, &inspect.stores, &timeZone);
+  inspectCommand->add_option("--out", inspect.existingOut, "Predict for this existing output (it is not changed)");
+  addReportOptions(inspectCommand, &inspect.jsonPath, &inspect.htmlPath);
+
+  veq::VerifyOptions verify;
+  CLI::App* verifyCommand =
+      app.add_subcommand("verify", "Check that an output holds everything the stores imply");
+  addStoreOptions(verifyCommand, &verify.stores, &timeZone);
+  verifyCommand->add_option("--out", verify.outPath, "The output to check (required; it is not changed)");
+  addReportOptions(verifyCommand, &verify.jsonPath, &verify.htmlPath);
 
   veq::FixtureOptions fixtures;
   CLI::App* fixturesCommand = app.add_subcommand("fixtures", "Write generated legacy stores and defaults");
@@ -85,16 +116,23 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ExtrasError&) {
-    return usageError(unexpectedArgument(app, runCommand, fixturesCommand));
+    return usageError(unexpectedArgument(app));
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? 0 : 2;
   }
-  if (!*runCommand && !*fixturesCommand) return usageError("a subcommand is required: run or fixtures");
-  CLI::App* chosen = *runCommand ? runCommand : fixturesCommand;
-  if (chosen->count("--out") == 0) return usageError(chosen->get_name() + ": --out is required");
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  if (chosen.empty()) return usageError(fmt::format("a subcommand is required: {}", kCommands));
+  CLI::App* command = chosen.front();
+  if (command != inspectCommand && command->count("--out") == 0) {
+    return usageError(command->get_name() + ": --out is required");
+  }
+  if (command != fixturesCommand && command->count("--time-zone") > 0) {
+    run.timeZone = inspect.stores.timeZone = verify.stores.timeZone = timeZone;
+  }
 
-  if (*fixturesCommand) return runFixtures(fixtures);
-  if (runCommand->count("--time-zone") > 0) run.timeZone = timeZone;
+  if (command == fixturesCommand) return runFixtures(fixtures);
+  if (command == inspectCommand) return veq::inspectStores(inspect, std::cout, std::cerr);
+  if (command == verifyCommand) return veq::verifyOutput(verify, std::cout, std::cerr);
   run.quiet = quiet;
   run.progress = !quiet && (progress || isatty(STDERR_FILENO) == 1);
   if (run.progress) veq::ProgressLine::installInterruptCleanup(STDERR_FILENO);

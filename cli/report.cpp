@@ -31,10 +31,19 @@ bool MigrationReport::succeeded() const {
          });
 }
 
-void printReport(const MigrationReport& report, std::ostream& out) {
+namespace {
+
+size_t nameWidth(const MigrationReport& report) {
   size_t width = 12;
   for (const TableOutcome& t : report.tables) width = std::max(width, t.store.size() + 1 + t.table.size());
   for (const auto& [table, count] : report.newRecords) width = std::max(width, table.size());
+  return width;
+}
+
+}  // namespace
+
+void printTableOutcomes(const MigrationReport& report, std::ostream& out) {
+  const size_t width = nameWidth(report);
 
   out << fmt::format("{:<{}} {:>9}", "legacy table", width, "rows");
   for (O o : kShown) out << fmt::format(" {:>9}", shownName(o));
@@ -53,6 +62,11 @@ void printReport(const MigrationReport& report, std::ostream& out) {
     if (!t.firstError.empty()) out << fmt::format("    first failure: {}\n", t.firstError);
     if (t.rolledBack) out << "    ROLLED BACK: nothing of this table was kept\n";
   }
+}
+
+void printReport(const MigrationReport& report, std::ostream& out) {
+  const size_t width = nameWidth(report);
+  printTableOutcomes(report, out);
   out << fmt::format("\n{:<{}} {:>9}\n", "new table", width, "records");
   for (const auto& [table, count] : report.newRecords) out << fmt::format("{:<{}} {:>9}\n", table, width, count);
   out << fmt::format("\nfailed statements: {}\n", report.failedStatements);

@@ -68,6 +68,8 @@ struct MigrationReport {
 };
 
 void printReport(const MigrationReport& report, std::ostream& out);
+// The per-legacy-table part of the text report alone.
+void printTableOutcomes(const MigrationReport& report, std::ostream& out);
 std::string reportJson(const MigrationReport& report);
 
 }  // namespace veq

@@ -18,8 +18,11 @@
 #include "cli/database_inspection.h"
 #include "cli/migration_plan.h"
 #include "cli/progress.h"
+#include "cli/health_coverage.h"
+#include "cli/html_report.h"
 #include "cli/rejects.h"
 #include "cli/report.h"
+#include "cli/scratch_migration.h"
 #include "collaborators/db_manager.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/sdk_utility.h"
@@ -32,16 +35,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kRefused = 2;
-
-// Whether two paths name one file: the same inode when both exist, else the
-// same absolute path once every symlink and "..", "." of it is resolved.
-bool samePlace(const std::string& a, const std::string& b) {
-  std::error_code ec;
-  if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
-  const fs::path ca = fs::weakly_canonical(fs::absolute(a, ec), ec);
-  const fs::path cb = fs::weakly_canonical(fs::absolute(b, ec), ec);
-  return ca == cb;
-}
 
 // Result codes after which nothing more can be written to the output: the
 // disk, the file or the lock is gone. Extended codes are reduced first.
@@ -107,6 +100,7 @@ class MigrationRun {
   ~MigrationRun();
 
   int run();
+  const MigrationReport& report() const { return report_; }
 
  private:
   bool refuse(const std::string& subject, const std::string& problem);
@@ -193,12 +187,13 @@ bool MigrationRun::checkOutputPaths() {
   files.push_back({options_.outPath, "--out", true});
   files.push_back({options_.jsonPath, "--json", true});
   files.push_back({options_.rejectsPath, "--rejects", true});
+  files.push_back({options_.htmlPath, "--html", true});
   std::erase_if(files, [](const Named& f) { return f.path.empty(); });
 
   for (size_t i = 0; i < files.size(); ++i) {
     for (size_t j = 0; j < files.size(); ++j) {
       if (i == j || !files[i].written || (files[j].written && j < i)) continue;
-      if (samePlace(files[i].path, files[j].path)) {
+      if (sameFile(files[i].path, files[j].path)) {
         return refuse(files[i].path, fmt::format("{} names the same file as {}", files[i].option, files[j].option));
       }
     }
@@ -354,11 +349,38 @@ int MigrationRun::run() {
   return report_.succeeded() ? 0 : 1;
 }
 
+// The HTML report of a finished run: the days the stores give (converted
+// again into a scratch database) beside the days the output now holds.
+bool writeRunHtml(const RunOptions& options, const MigrationReport& report, std::ostream& err) {
+  RunOptions stores = options;
+  stores.htmlPath.clear();
+  ScratchMigration scratch(stores, "", err);
+  if (scratch.status() == 2) return false;
+  VEQFMDatabase converted(scratch.databasePath()), output(options.outPath);
+  converted.openWithFlags(SQLITE_OPEN_READONLY);
+  output.openWithFlags(SQLITE_OPEN_READONLY);
+  HtmlReport page{"veq-migrate run", report, healthCoverage(converted), healthCoverage(output),
+                  report.succeeded() ? "Migrated." : "Migrated WITH FAILURES."};
+  std::string error;
+  if (writeHtmlReport(page, options.htmlPath, &error)) return true;
+  err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);
+  return false;
+}
+
 }  // namespace
 
-int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err) {
+int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err, MigrationReport* report) {
   try {
-    return MigrationRun(options, out, err).run();
+    MigrationReport kept;
+    int status = 0;
+    {
+      MigrationRun run(options, out, err);
+      status = run.run();
+      kept = run.report();
+    }
+    if (status != 2 && !options.htmlPath.empty() && !writeRunHtml(options, kept, err)) status = 1;
+    if (report) *report = std::move(kept);
+    return status;
   } catch (const std::exception& e) {
     // The run object is gone by now: the new database is closed, which rolls
     // back the transaction that was open.

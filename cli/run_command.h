@@ -22,6 +22,9 @@
 //      to the rejects file. Then save the user defaults, print the report to
 //      `out` (and as JSON to jsonPath) and return 0 when no report failed, no
 //      row failed and no statement failed, else 1. Skips are not failures.
+//   4. With htmlPath: convert the stores once more into a scratch database
+//      (scratch_migration.h) and write the HTML report, whose calendars set
+//      the days the stores give beside the days the output holds.
 //
 // A run interrupted in phase 3 loses only the table in progress: its
 // transaction is not committed, so SQLite discards it (on close, or on the
@@ -34,6 +37,8 @@
 #include <ostream>
 #include <string>
 
+#include "cli/report.h"
+
 namespace veq {
 
 struct RunOptions {
@@ -45,6 +50,7 @@ struct RunOptions {
   std::optional<std::string> timeZone;  // IANA name; none: the system zone
   std::string jsonPath;          // "": no JSON report
   std::string rejectsPath;       // "": no rejects file (rejects.h)
+  std::string htmlPath;          // "": no HTML report (html_report.h)
   bool progress = false;         // draw a progress line on `err`
   bool quiet = false;            // no report on `out` (errors still go to `err`)
   // How long to wait for another process's write lock on the output.
@@ -52,7 +58,9 @@ struct RunOptions {
 };
 
 // Exit status: 0 success, 1 finished with failures, 2 refused (nothing written).
-int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err);
+// When `report` is given it receives the run's report (also with quiet).
+int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err,
+                 MigrationReport* report = nullptr);
 
 // Connection settings of the output database, for bulk loading: one
 // transaction per legacy table, so a rollback journal (which copies only

@@ -65,6 +65,11 @@ std::unique_ptr<VEQFMResultSet> VEQDBManager::executeRecordLookup(VEQFMDatabase*
   return db->executeQuery(lifted->sql, lifted->args);
 }
 
+std::vector<std::string> VEQDBManager::recordKeyColumns(std::string_view table) {
+  const auto found = lookupKeys().find(std::string(table));
+  return found == lookupKeys().end() ? std::vector<std::string>{} : found->second;
+}
+
 int64_t VEQDBManager::refusedLookupCount() { return gRefusedLookups.load(std::memory_order_relaxed); }
 
 bool VEQDBManager::querySyncExistDataWithSqlDb(VEQFMDatabase* db, const std::string& sqlStr, int64_t* existPk) {

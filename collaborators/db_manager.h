@@ -28,6 +28,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "collaborators/fmdb.h"
 #include "collaborators/models.h"
@@ -43,6 +45,9 @@ class VEQDBManager {
   static std::unique_ptr<VEQFMResultSet> executeRecordLookup(VEQFMDatabase* db, const std::string& sqlStr);
   // Look-ups refused since the process started.
   static int64_t refusedLookupCount();
+  // The key columns a record of a new table is looked up by, sorted; empty
+  // for a table that is not a record table.
+  static std::vector<std::string> recordKeyColumns(std::string_view table);
   // "col_a = ?,col_b = ?" and the values in the same order.
   static void getUpdateStrWithModel(const VEQModel& model, std::string* keyStr, VEQArray* updateValues);
   // "col_a,col_b", "?,?" and the values in the same order.

@@ -1,0 +1,42 @@
+// html_report.h — the run, inspect and verify reports as one page to look at.
+//
+// writeHtmlReport writes a single self-contained HTML file (inline CSS and
+// SVG; no scripts, fonts or anything fetched): a summary line, the
+// per-legacy-table counts (rows, inserted, updated, kept, skipped with the
+// reasons, failed), and per device a calendar strip for each kind of health
+// data (sport, sleep, heart rate, blood pressure, GPS, weight, activity):
+// one cell per day from the first to the last day seen, coloured by where
+// that day's data is:
+//     both        in the legacy stores and in the new database
+//     stores only in the stores but not in the new database (a gap)
+//     new only    in the new database only
+//     neither     no data that day
+// "The stores" means what converting them gives (scratch_migration.h), so
+// both sides are counted in the same records. A side that a command does not
+// have (inspect without an existing output) is left out, and the strips then
+// show the stores alone.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "cli/health_coverage.h"
+#include "cli/report.h"
+
+namespace veq {
+
+struct HtmlReport {
+  std::string title;
+  const MigrationReport& report;
+  HealthCoverage stores;                 // days the legacy stores give
+  std::optional<HealthCoverage> output;  // days the new database holds
+  std::string summary;                   // one line under the title
+};
+
+// False with *error when the file cannot be written.
+bool writeHtmlReport(const HtmlReport& page, const std::string& path, std::string* error);
+
+// The page as text (what writeHtmlReport writes).
+std::string htmlReportText(const HtmlReport& page);
+
+}  // namespace veq

@@ -1,0 +1,143 @@
+// inspect_command.cpp — the contents of the stores and a dry run over them.
+#include "cli/inspect_command.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <sqlite3.h>
+
+#include <fstream>
+#include <optional>
+#include <set>
+
+#include "cli/database_inspection.h"
+#include "cli/health_coverage.h"
+#include "cli/html_report.h"
+#include "cli/migration_plan.h"
+#include "cli/scratch_migration.h"
+#include "collaborators/sdk_utility.h"
+
+namespace veq {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const std::string& pathOf(const RunOptions& options, const LegacyStoreKind& kind) {
+  if (kind.label == "ios") return options.iosPath;
+  return kind.label == "android" ? options.androidPath : options.androidCloudPath;
+}
+
+// Each store's tables and the devices its registry would hold.
+Json describeStores(const RunOptions& options) {
+  Json stores = Json::array();
+  for (const LegacyStoreKind& kind : legacyStoreKinds()) {
+    const std::string& path = pathOf(options, kind);
+    if (path.empty()) continue;
+    std::string problem;
+    auto db = openCheckedDatabase(path, SQLITE_OPEN_READONLY, &problem);
+    if (!db) continue;  // the scratch run has refused it already
+    std::set<std::string> converted;
+    for (const MigrationStep& step : migrationSteps(kind)) converted.insert(step.table);
+    Json tables = Json::array();
+    for (const std::string& table : tableNames(*db)) {
+      const char* status = table == kind.registryTable ? "registry" : converted.count(table) ? "converted" : "not converted";
+      tables.push_back({{"table", table}, {"rows", rowCount(*db, table)}, {"status", status}});
+    }
+    VEQFMDatabaseQueue queue(db);
+    Json devices = Json::array();
+    for (const VEQDict& record : registryRecords(kind, &queue)) {
+      Json device = Json::object();
+      for (const RegistryColumn& column : kind.registryColumns) device[column.name] = record.stringForKey(column.name);
+      devices.push_back(device);
+    }
+    stores.push_back({{"store", kind.label}, {"path", path}, {"tables", tables}, {"devices", devices}});
+  }
+  return stores;
+}
+
+Json describeHealth(const HealthCoverage& coverage) {
+  Json health = Json::array();
+  for (const auto& [device, kinds] : coverage) {
+    for (const auto& [kind, days] : kinds) {
+      health.push_back({{"kind", kind}, {"device", device}, {"first_day", *days.begin()},
+                        {"last_day", *days.rbegin()}, {"days", days.size()}});
+    }
+  }
+  return health;
+}
+
+void printInspection(const Json& stores, const Json& health, const MigrationReport& report, std::ostream& out) {
+  for (const Json& store : stores) {
+    out << fmt::format("store {} ({})\n", store["store"].get<std::string>(), store["path"].get<std::string>());
+    for (const Json& t : store["tables"]) {
+      out << fmt::format("  {:<32} {:>9}  {}\n", t["table"].get<std::string>(), t["rows"].get<int64_t>(),
+                         t["status"].get<std::string>());
+    }
+    for (const Json& d : store["devices"]) {
+      std::string line;
+      for (const auto& [key, value] : d.items()) line += fmt::format(" {}={}", key, value.get<std::string>());
+      out << "  device:" << line << "\n";
+    }
+    out << "\n";
+  }
+  out << "health history a migration gives (per new table and device)\n";
+  for (const Json& h : health) {
+    const std::string device = h["device"].get<std::string>();
+    out << fmt::format("  {:<15} {:<20} {} .. {} {:>6} days\n", h["kind"].get<std::string>(),
+                       device.empty() ? "(any device)" : device, h["first_day"].get<std::string>(),
+                       h["last_day"].get<std::string>(), h["days"].get<size_t>());
+  }
+  out << "\nwhat a migration would do\n";
+  printTableOutcomes(report, out);
+}
+
+}  // namespace
+
+int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+  const RunOptions& s = options.stores;
+  const std::string overInput =
+      reportOverInput("inspect", {options.jsonPath, options.htmlPath},
+                      {s.iosPath, s.androidPath, s.androidCloudPath, s.defaultsPath, options.existingOut});
+  if (!overInput.empty()) {
+    err << overInput;
+    return 2;
+  }
+  ScratchMigration scratch(options.stores, options.existingOut, err);
+  if (scratch.status() == 2) return 2;
+
+  VEQFMDatabase converted(scratch.databasePath());
+  converted.openWithFlags(SQLITE_OPEN_READONLY);
+  const HealthCoverage coverage = healthCoverage(converted);
+  const Json stores = describeStores(options.stores);
+  const Json health = describeHealth(coverage);
+  printInspection(stores, health, scratch.report(), out);
+
+  if (!options.jsonPath.empty()) {
+    const Json json = {{"stores", stores},
+                       {"health", health},
+                       {"prediction", Json::parse(reportJson(scratch.report()))}};
+    std::ofstream file(options.jsonPath, std::ios::trunc);
+    file << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    if (!file) {
+      err << fmt::format("veq-migrate: {}: cannot write the report\n", options.jsonPath);
+      return 2;
+    }
+  }
+  if (!options.htmlPath.empty()) {
+    std::optional<HealthCoverage> existing;
+    if (!options.existingOut.empty()) {
+      VEQFMDatabase db(options.existingOut);
+      if (db.openWithFlags(SQLITE_OPEN_READONLY)) existing = healthCoverage(db);
+    }
+    HtmlReport page{"veq-migrate inspect", scratch.report(), coverage, existing,
+                    "What migrating these stores would do; nothing was written."};
+    std::string error;
+    if (!writeHtmlReport(page, options.htmlPath, &error)) {
+      err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);
+      return 2;
+    }
+  }
+  return 0;
+}
+
+}  // namespace veq

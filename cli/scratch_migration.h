@@ -1,0 +1,49 @@
+// scratch_migration.h — the stores converted into a throw-away database.
+//
+// `inspect` and `verify` need to know what a migration of the stores gives
+// without writing anywhere. They run the real migration (runMigration, the
+// same code as `run`) into a database in a new temporary directory:
+//   * the output starts as a copy of `startFrom` when one is given (so that
+//     updates of an existing output are predicted), else empty;
+//   * the defaults are copied there too, so writing them back changes
+//     nothing of the user's;
+//   * no progress, no report, no rejects; refusals still go to `err`.
+// The directory and everything in it are removed with the object.
+#pragma once
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "cli/report.h"
+#include "cli/run_command.h"
+
+namespace veq {
+
+// The first report path that names one of the files a command reads, as
+// "veq-migrate: <report>: is also a file <command> reads"; "" when none.
+std::string reportOverInput(const std::string& command, const std::vector<std::string>& reports,
+                            const std::vector<std::string>& reads);
+
+class ScratchMigration {
+ public:
+  // Runs the migration; `status` is runMigration's (2: refused).
+  ScratchMigration(const RunOptions& stores, const std::string& startFrom, std::ostream& err);
+  ~ScratchMigration();
+  ScratchMigration(const ScratchMigration&) = delete;
+  ScratchMigration& operator=(const ScratchMigration&) = delete;
+
+  int status() const { return status_; }
+  const MigrationReport& report() const { return report_; }
+  // The converted database (exists once status() < 2).
+  const std::string& databasePath() const { return database_; }
+
+ private:
+  std::string dir_;
+  std::string database_;
+  MigrationReport report_;
+  int status_ = 2;
+};
+
+}  // namespace veq

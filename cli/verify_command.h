@@ -1,0 +1,44 @@
+// verify_command.h — `veq-migrate verify`: does an existing output hold
+// everything the legacy stores imply?
+//
+// The stores are converted into a scratch database (scratch_migration.h:
+// the real migration, into a new temporary database, removed afterwards).
+// Then every new table is compared with the output, record by record on the
+// record's key — the columns its look-ups compare: device, day or time stamp,
+// serial number for health records; device (and alarm id) for settings:
+//   missing    a converted record whose key the output does not hold
+//   differing  the output holds the key, with other values (the columns that
+//              differ are named)
+//   extra      an output record whose key the conversion does not give
+// Records compare on every column but the primary key, value and type (the
+// number 1 and the text '1' differ). Not compared either: the binding
+// columns of "t_get_device_info" (uuid_str, device_name, bind_state), which
+// the first run takes over from the user defaults and removes from them, so
+// no later conversion can give them again. Each table lists its counts and a few
+// examples of each kind.
+//
+// Exit status: 0 when nothing is missing or differing (extra records, such
+// as those the SDK wrote itself since, do not fail it); 1 otherwise; 2 when
+// a store, the output or a report path cannot be used. Nothing is written
+// but the --json and --html reports asked for; the output is opened
+// immutable and never changed.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "cli/run_command.h"
+
+namespace veq {
+
+struct VerifyOptions {
+  RunOptions stores;    // the store paths, defaults and time zone
+  std::string outPath;  // the existing output to check
+  std::string jsonPath;
+  std::string htmlPath;
+  int examples = 3;     // examples per kind and table
+};
+
+int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace veq
