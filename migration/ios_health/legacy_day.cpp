@@ -45,6 +45,11 @@ VEQLegacyMoment veqLegacyMoment(const std::string& timeStamp) {
   return moment;
 }
 
+void veqSetMomentColumns(VEQHealthRecord& record, const VEQDateComponents& c) {
+  record.set("second", c.second).set("minute", c.minute).set("hour", c.hour);
+  record.set("day", c.day).set("month", c.month).set("year", c.year);
+}
+
 int64_t veqLegacyRowCount(VEQFMDatabaseQueue* oldQueue, std::string_view table, std::string_view condition,
                           std::string_view macAddr) {
   return VEQOldDBManager::getOneTableCountWithDbQueue(

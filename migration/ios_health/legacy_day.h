@@ -34,6 +34,7 @@
 #include "collaborators/fmdb.h"
 #include "collaborators/sdk_utility.h"
 #include "collaborators/value.h"
+#include "migration/health_record.h"
 
 namespace veq {
 
@@ -67,6 +68,11 @@ struct VEQLegacyMoment {
   VEQDateComponents components;
 };
 VEQLegacyMoment veqLegacyMoment(const std::string& timeStamp);
+
+// Sets the columns "second", "minute", "hour", "day", "month" and "year"
+// (in that order, the last six of the activity and GPS head records) from a
+// moment's components.
+void veqSetMomentColumns(VEQHealthRecord& record, const VEQDateComponents& c);
 
 // The number of rows of the legacy table `table` that match `condition` (SQL
 // such as "date = 20240315") and the device `macAddr`: the count a day or

@@ -9,6 +9,7 @@
 #include "collaborators/sync_sql_manager.h"
 #include "migration/health_record.h"
 #include "migration/ios_health/legacy_day.h"
+#include "migration/ios_health/legacy_item.h"
 #include "migration/pro_db_manager.h"
 
 namespace veq {
@@ -46,26 +47,18 @@ bool VEQProDBManager::jkdbSportDataMigrationWithDic(const VEQDict& dic, VEQFMDat
   return true;
 }
 
+const VEQLegacyItemTable kSportItems = {VEQHealthTable::kSportItem, &VEQSyncSqlManager::querySportItemExistSqlStr};
+
 bool VEQProDBManager::jkdbSportDataItemMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* /*oldQueue*/,
                                                         VEQFMDatabase* database) {
-  const auto row = veqLegacyDayRow(dic);
-  if (!row) return true;  // skipped
-  const std::string& dayStamp = row->day.dayStamp;
-  const int64_t serial = veqLegacyItemSerial(dic, dayStamp);
-
-  VEQHealthRecord record(VEQHealthTable::kSportItem, {
-      {"mac_addr", row->macAddr},
-      {"serial_number", serial},
-      {"day_stamp", dayStamp},
-      {"distance", dic.integerForKey("distance")},
-      {"calories", dic.integerForKey("calories")},
-      {"active_time", dic.integerForKey("active_time")},
-      {"steps", dic.integerForKey("sport_count")},
-      {"sport_mode", dic.integerForKey("mode")},
-  });
-  veqUpsertHealthRecord(database, VEQSyncSqlManager::querySportItemExistSqlStr(dayStamp, serial, row->macAddr),
-                        std::move(record));
-  return true;
+  return veqMigrateLegacyItem(dic, database, kSportItems,
+                              [&dic](VEQHealthRecord& record, const std::string& /*dayStamp*/) {
+                                record.set("distance", dic.integerForKey("distance"))
+                                    .set("calories", dic.integerForKey("calories"))
+                                    .set("active_time", dic.integerForKey("active_time"))
+                                    .set("steps", dic.integerForKey("sport_count"))
+                                    .set("sport_mode", dic.integerForKey("mode"));
+                              });
 }
 
 }  // namespace veq
