@@ -3,6 +3,8 @@
 #include <date/tz.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <bit>
 #include <chrono>
 #include <cstdlib>
@@ -227,6 +229,45 @@ int64_t legacyInstant(std::string_view s, size_t millisFromDigits) {
   return stamp;
 }
 
+// ---- Remembered conversions ----
+
+// Bumped by every setTimeZone: a remembered result belongs to the zone epoch
+// it was computed in and is never returned in another.
+std::atomic<uint64_t> gZoneEpoch{1};
+
+// The last few results of one conversion on this thread. Legacy tables hold
+// their rows day by day and track by track, so consecutive rows convert the
+// same texts over and over; a hit costs a comparison instead of a parse and
+// two zone look-ups. A conversion chain calls the same function with two
+// different inputs per row (a date text, then the normalised date-time
+// text), hence more than one entry.
+template <typename Key, typename Result>
+class Recent {
+ public:
+  template <typename Lookup, typename Compute>
+  Result get(const Lookup& key, Compute compute) {
+    const uint64_t epoch = gZoneEpoch.load(std::memory_order_relaxed);
+    for (const Entry& e : entries_) {
+      if (e.epoch == epoch && e.key == key) return e.result;
+    }
+    Entry& e = entries_[next_];
+    next_ = (next_ + 1) % entries_.size();
+    e.result = compute();
+    e.key = Key(key);
+    e.epoch = epoch;
+    return e.result;
+  }
+
+ private:
+  struct Entry {
+    uint64_t epoch = 0;  // 0: empty
+    Key key{};
+    Result result{};
+  };
+  std::array<Entry, 2> entries_;
+  size_t next_ = 0;
+};
+
 }  // namespace
 
 // ---- Zone and clock ----
@@ -234,11 +275,13 @@ int64_t legacyInstant(std::string_view s, size_t millisFromDigits) {
 bool VEQSDKUtility::setTimeZone(const std::string& name) {
   if (name.empty()) {
     currentZone() = systemZone();
+    gZoneEpoch.fetch_add(1, std::memory_order_relaxed);
     return true;
   }
   const date::time_zone* zone = locateOrNull(name);
   if (!zone) return false;
   currentZone() = zone;
+  gZoneEpoch.fetch_add(1, std::memory_order_relaxed);
   return true;
 }
 
@@ -255,28 +298,56 @@ int64_t VEQSDKUtility::now() {
   return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
 }
 
-int64_t VEQSDKUtility::currentYear() { return componentsAt(now()).year; }
+int64_t VEQSDKUtility::currentYear() {
+  // The year is remembered with the instants it spans in its zone, so "now"
+  // is looked up in the zone once a year rather than once per row.
+  struct Year {
+    uint64_t epoch = 0;
+    int64_t begin = 0, end = 0;  // [first instant, first instant of the next)
+    int64_t year = 0;
+  };
+  thread_local Year last;
+  const int64_t t = now();
+  const uint64_t epoch = gZoneEpoch.load(std::memory_order_relaxed);
+  if (last.epoch != epoch || t < last.begin || t >= last.end) {
+    const int64_t year = componentsAt(t).year;
+    last = {epoch, 1, 0, year};  // an empty span: remembered for nothing
+    if (std::abs(year) < kFieldLimit) {
+      last.begin = instantFromLocal(localSeconds(year, 1, 1));
+      last.end = instantFromLocal(localSeconds(year + 1, 1, 1));
+    }
+  }
+  return last.year;
+}
 
 // ---- Conversions ----
 
 std::string VEQSDKUtility::timeStampFromtimeStr(std::string_view timeStr) {
-  return std::to_string(legacyInstant(timeStr, 0));
+  thread_local Recent<std::string, std::string> recent;
+  return recent.get(timeStr, [&] { return std::to_string(legacyInstant(timeStr, 0)); });
 }
 
 VEQDateComponents VEQSDKUtility::dateComponentsWithDateStr(std::string_view dateStr) {
-  return componentsAt(VEQValue(dateStr).integerValue());
+  thread_local Recent<int64_t, VEQDateComponents> recent;
+  const int64_t t = VEQValue(dateStr).integerValue();
+  return recent.get(t, [t] { return componentsAt(t); });
 }
 
 std::string VEQSDKUtility::get1970timeTempWithYear(int64_t year, int64_t andMonth, int64_t andDay) {
-  const auto clampField = [](int64_t v) { return std::clamp(v, -kFieldLimit, kFieldLimit); };
-  // Local midnight; when midnight is skipped, the gap rule of
-  // instantFromLocal yields the first instant the day has.
-  return std::to_string(
-      instantFromLocal(localSeconds(clampField(year), clampField(andMonth), clampField(andDay))));
+  using Day = std::array<int64_t, 3>;
+  thread_local Recent<Day, std::string> recent;
+  return recent.get(Day{year, andMonth, andDay}, [&] {
+    const auto clampField = [](int64_t v) { return std::clamp(v, -kFieldLimit, kFieldLimit); };
+    // Local midnight; when midnight is skipped, the gap rule of
+    // instantFromLocal yields the first instant the day has.
+    return std::to_string(
+        instantFromLocal(localSeconds(clampField(year), clampField(andMonth), clampField(andDay))));
+  });
 }
 
 std::string VEQSDKUtility::get1970timeTempWithDateStr(std::string_view dateStr) {
-  return std::to_string(legacyInstant(dateStr, 13));
+  thread_local Recent<std::string, std::string> recent;
+  return recent.get(dateStr, [&] { return std::to_string(legacyInstant(dateStr, 13)); });
 }
 
 VEQArray VEQSDKUtility::getBinaryByDecimal(int64_t decimal) {

@@ -15,8 +15,11 @@
 // "Now" can be fixed for tests and reproducible runs (setFixedNow); the
 // current year that the migration compares legacy years with comes from it.
 //
-// The zone is process-wide and meant to be set before a run; conversions are
-// cheap enough to be called several times per legacy row.
+// The zone is process-wide and meant to be set before a run. Each thread
+// remembers the last few results of every conversion and the current year
+// with the instants it spans, so rows that repeat a date (the items of one
+// day, the points of one track) cost a comparison; setTimeZone forgets them
+// all, and the year is read again once "now" leaves it.
 #pragma once
 
 #include <cstdint>

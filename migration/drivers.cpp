@@ -69,8 +69,14 @@ const std::vector<VEQDriverRoute>& jkdbRoutes() {
       // Health, in this order: t_gps_data, t_sport_data, t_sport_item,
       // t_sleep_head, t_sleep_item, t_heart_rate_data, t_heart_rate_item,
       // t_active_data.
+      {"t_gps_data", &M::jkdbGpsDataMigrationWithDic},
       {"t_sport_data", &M::jkdbSportDataMigrationWithDic},
       {"t_sport_item", &M::jkdbSportDataItemMigrationWithDic},
+      {"t_sleep_head", &M::jkdbSleepDataMigrationWithDic},
+      {"t_sleep_item", &M::jkdbSleepItemDataMigrationWithDic},
+      {"t_heart_rate_data", &M::jkdbHrDataMigrationWithDic},
+      {"t_heart_rate_item", &M::jkdbHrItemDataMigrationWithDic},
+      {"t_active_data", &M::jkdbActivityDataMigrationWithDic},
 
       // Menstruation settings.
       {"t_menstruationInfo", &M::menstruationDataMigrationWithDic},
@@ -90,6 +96,10 @@ const std::vector<VEQDriverRoute>& healthRoutes() {
       // Legacy iOS, in this order: t_blood_presure, t_blood_item,
       // t_and_weight_data, t_active_data (the iOS activity routine, not the
       // one the legacy iOS driver uses).
+      {"t_blood_presure", &M::iosBpDataMigrationWithDic},
+      {"t_blood_item", &M::iosBpItemDataMigrationWithDic},
+      {"t_and_weight_data", &M::iosWeightDataMigrationWithDic},
+      {"t_active_data", &M::iosActiveDataMigrationWithDic},
   };
   return routes;
 }

@@ -4,12 +4,12 @@
 
 #include "migration/health_record.h"
 
-#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
+#include <fmt/compile.h>
+
 #include "collaborators/db_manager.h"
-#include "collaborators/models.h"
 #include "collaborators/sdk_utility.h"
 #include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
@@ -66,13 +66,12 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   int64_t year = c.year;
   if (year >= 3001) year -= 1900;
   // A year far ahead of ours is counted in the Buddhist era.
-  const int64_t currentYear = VEQSetTimeInfoBluetoothModel().year();
-  if (year - currentYear > 500) year -= 543;
+  if (year - VEQSDKUtility::currentYear() > 500) year -= 543;
 
-  char text[128];
-  std::snprintf(text, sizeof text, "%04ld%02ld%02ld%02ld%02ld%02ld", static_cast<long>(year),
-                static_cast<long>(c.month), static_cast<long>(c.day), static_cast<long>(c.hour),
-                static_cast<long>(c.minute), static_cast<long>(c.second));
+  // "%04ld%02ld%02ld%02ld%02ld%02ld": negative fields keep their sign inside
+  // the width, as printf does.
+  const std::string text =
+      fmt::format(FMT_COMPILE("{:04}{:02}{:02}{:02}{:02}{:02}"), year, c.month, c.day, c.hour, c.minute, c.second);
   std::string result = VEQSDKUtility::timeStampFromtimeStr(text);
   if (dateComponents != nullptr) *dateComponents = VEQSDKUtility::dateComponentsWithDateStr(result);
   return result;

@@ -145,6 +145,21 @@ class VEQProDBManager {
   static bool jkdbSportDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
   static bool jkdbSportDataItemMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
                                                 VEQFMDatabase* database);
+  static bool jkdbSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool jkdbSleepItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                VEQFMDatabase* database);
+  static bool jkdbHrDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool jkdbHrItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool jkdbGpsDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  // Workouts, through the legacy iOS driver; the health driver's routine
+  // below writes the same record and also accepts the older forms.
+  static bool jkdbActivityDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                               VEQFMDatabase* database);
+  // Through the health driver.
+  static bool iosBpDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool iosBpItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool iosWeightDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool iosActiveDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
 
  private:
   VEQProDBManager() = default;

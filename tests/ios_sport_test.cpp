@@ -3,95 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <utility>
 #include <string>
 #include <vector>
 
-#include "collaborators/fmdb.h"
-#include "collaborators/old_db_manager.h"
-#include "collaborators/schema_installer.h"
 #include "collaborators/sdk_utility.h"
+#include "ios_health_support.h"
 #include "migration/ios_health/legacy_day.h"
 #include "migration/pro_db_manager.h"
-#include "test_support.h"
 
 namespace veq {
 namespace {
 
-constexpr int kFirstRecordColumn = 7;  // after pk and the six base columns
-const char* const kMac = "AA:01";  // written as 'AA:01' in the SQL below
-
-class VEQIosSportTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
-    VEQSDKUtility::setFixedNow(1717243200);  // 2024-06-01T12:00:00Z
-
-    legacy_ = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "legacy.db");
-    ASSERT_TRUE(legacy_->database()->executeStatements(
-        "CREATE TABLE t_sport_data (smart_device_id TEXT, date INTEGER, items_count INTEGER,"
-        " total_step INTEGER, total_cal INTEGER, total_distances INTEGER, total_active_time INTEGER,"
-        " minute_offset INTEGER, per_minute INTEGER, goal_sport_data INTEGER);"
-        "CREATE TABLE t_sport_item (smart_device_id TEXT, date INTEGER, serial_number INTEGER,"
-        " mode INTEGER, sport_count INTEGER, active_time INTEGER, calories INTEGER, distance INTEGER);"));
-    target_ = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "new.db");
-    std::string error;
-    ASSERT_TRUE(veqInstallSchema(target_->database().get(), &error)) << error;
-  }
-
-  void TearDown() override {
-    VEQOldDBManager::clearCountCache(legacy_.get());
-    VEQSDKUtility::setFixedNow(std::nullopt);
-    VEQSDKUtility::setTimeZone("");
-  }
-
-  void legacy(const std::string& sql) {
-    ASSERT_TRUE(legacy_->database()->executeStatements(sql)) << legacy_->database()->lastErrorMessage();
-    VEQOldDBManager::clearCountCache(legacy_.get());
-  }
-
-  // Runs the driver on one table; every row must report YES. Each row's
-  // outcome is appended to outcomes_ ("inserted ", "skipped:no_date " …).
-  void migrate(const std::string& table, size_t expectedReports) {
-    size_t reports = 0;
-    VEQProDBManager::jkdbDataMigrationWithTableName(
-        table, target_.get(), legacy_.get(), [&](const std::string& name, VEQFMDatabase*, bool ok) {
-          EXPECT_EQ(name, table);
-          EXPECT_TRUE(ok);
-          ++reports;
-          const VEQRowReport& r = VEQProDBManager::lastRowReport();
-          outcomes_ += std::string(veqOutcomeName(r.outcome));
-          if (r.outcome == VEQRowOutcome::kSkipped) outcomes_ += ":" + std::string(veqSkipReasonName(r.reason));
-          outcomes_ += " ";
-        });
-    EXPECT_EQ(reports, expectedReports) << table;
-  }
-
-  // The record values of every row of a new table, in pk order, each as its
-  // "%@" text.
-  std::vector<std::vector<std::string>> records(const std::string& table) {
-    std::vector<std::vector<std::string>> out;
-    auto rs = target_->database()->executeQuery("SELECT * FROM " + table + " ORDER BY pk");
-    while (rs && rs->next()) {
-      std::vector<std::string> row;
-      for (int i = kFirstRecordColumn; i < rs->columnCount(); ++i)
-        row.push_back(rs->objectForColumnIndex(i).description());
-      out.push_back(std::move(row));
-    }
-    return out;
-  }
-
-  static std::string dayStamp(int y, int m, int d) { return VEQSDKUtility::get1970timeTempWithYear(y, m, d); }
-
-  // The outcomes since the last call, and forgets them.
-  std::string outcomes() { return std::exchange(outcomes_, ""); }
-
-  ScratchDir dir_;
-  std::string outcomes_;
-  std::shared_ptr<VEQFMDatabaseQueue> legacy_;
-  std::shared_ptr<VEQFMDatabaseQueue> target_;
-};
+using VEQIosSportTest = VEQIosHealthTest;
 
 TEST_F(VEQIosSportTest, DayRecordHoldsSixteenValuesWithItemCountFromLegacyStore) {
   // "items_count" claims 96, the item table holds 3 of that day and device;

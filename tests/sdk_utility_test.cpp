@@ -107,6 +107,27 @@ TEST_F(SDKUtility, ZoneSelectionAndFixedNow) {
   EXPECT_LE(std::abs(U::now() - clock), 5);
 }
 
+TEST_F(SDKUtility, RepeatedConversionsFollowZoneAndClock) {
+  // The same inputs, converted again after the zone changed, give the new
+  // zone's answers; the current year follows a moved clock.
+  const auto convertAll = [] {
+    return U::timeStampFromtimeStr("20240315") + " " + U::get1970timeTempWithDateStr("2024-03-15") + " " +
+           U::get1970timeTempWithYear(2024, 3, 15) + " " + std::to_string(at("1710460800").hour);
+  };
+  EXPECT_EQ(convertAll(), "1710460800 1710460800 1710460800 0");
+  ASSERT_TRUE(U::setTimeZone("Asia/Tokyo"));
+  EXPECT_EQ(convertAll(), "1710428400 1710428400 1710428400 9");
+  ASSERT_TRUE(U::setTimeZone("UTC"));
+  EXPECT_EQ(convertAll(), "1710460800 1710460800 1710460800 0");
+
+  U::setFixedNow(1735689599);  // 2024-12-31 23:59:59 UTC
+  EXPECT_EQ(U::currentYear(), 2024);
+  U::setFixedNow(1735689600);
+  EXPECT_EQ(U::currentYear(), 2025);
+  U::setFixedNow(1735689599);
+  EXPECT_EQ(U::currentYear(), 2024);
+}
+
 std::string bits(int64_t n) {
   std::string s;
   for (const VEQValue& v : U::getBinaryByDecimal(n)) {

@@ -1,14 +1,16 @@
-// legacy_day.cpp — legacy "date" integer → day stamp and components.
+// legacy_day.cpp — day, moment, count and serial of legacy iOS health rows.
 #include "migration/ios_health/legacy_day.h"
 
 #include <fmt/format.h>
 
+#include "collaborators/old_db_manager.h"
 #include "migration/pro_db_manager.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
-namespace {
 
-VEQLegacyDay convert(int64_t legacyDate) {
+std::optional<VEQLegacyDay> veqLegacyDay(int64_t legacyDate) {
+  if (legacyDate < 1) return std::nullopt;
   VEQLegacyDay day;
   // The normalised stamp is discarded on purpose: only its components count.
   VEQProDBManager::newTimeStampWithOldTimeStr(VEQSDKUtility::timeStampFromtimeStr(fmt::format("{}", legacyDate)),
@@ -18,27 +20,47 @@ VEQLegacyDay convert(int64_t legacyDate) {
   return day;
 }
 
-// The last conversion and what it depended on. Item tables hold their rows
-// day by day, so consecutive rows nearly always share the day and the full
-// conversion runs about once per day instead of once per row.
-struct LastDay {
-  int64_t legacyDate = 0;
-  std::string zone;
-  int64_t currentYear = 0;
-  VEQLegacyDay day;
-};
-
-}  // namespace
-
-std::optional<VEQLegacyDay> veqLegacyDay(int64_t legacyDate) {
-  if (legacyDate < 1) return std::nullopt;
-  thread_local LastDay last;
-  const int64_t currentYear = VEQSDKUtility::currentYear();
-  std::string zone = VEQSDKUtility::timeZoneName();
-  if (last.legacyDate != legacyDate || last.currentYear != currentYear || last.zone != zone) {
-    last = {legacyDate, std::move(zone), currentYear, convert(legacyDate)};
+std::optional<VEQLegacyDayRow> veqLegacyDayRow(const VEQDict& dic) {
+  VEQLegacyDayRow row;
+  row.macAddr = dic.stringForKey("smart_device_id");
+  if (row.macAddr.empty()) {
+    veqSkipRow(VEQSkipReason::kNoDeviceKey);
+    return std::nullopt;
   }
-  return last.day;
+  row.date = dic.integerForKey("date");
+  std::optional<VEQLegacyDay> day = veqLegacyDay(row.date);
+  if (!day) {
+    veqSkipRow(VEQSkipReason::kNoDate);
+    return std::nullopt;
+  }
+  row.day = std::move(*day);
+  return row;
+}
+
+VEQLegacyMoment veqLegacyMoment(const std::string& timeStamp) {
+  VEQLegacyMoment moment;
+  moment.stamp = VEQProDBManager::newTimeStampWithOldTimeStr(timeStamp, &moment.components);
+  const VEQDateComponents& c = moment.components;
+  moment.dayStamp = VEQSDKUtility::get1970timeTempWithYear(c.year, c.month, c.day);
+  return moment;
+}
+
+void veqSetMomentColumns(VEQHealthRecord& record, const VEQDateComponents& c) {
+  record.set("second", c.second).set("minute", c.minute).set("hour", c.hour);
+  record.set("day", c.day).set("month", c.month).set("year", c.year);
+}
+
+int64_t veqLegacyRowCount(VEQFMDatabaseQueue* oldQueue, std::string_view table, std::string_view condition,
+                          std::string_view macAddr) {
+  return VEQOldDBManager::getOneTableCountWithDbQueue(
+      oldQueue, std::string(table),
+      fmt::format("SELECT * FROM {} WHERE {} AND smart_device_id = '{}'", table, condition, macAddr));
+}
+
+int64_t veqLegacyItemSerial(const VEQDict& dic, const std::string& dayStamp) {
+  // Numbered items keep their number and leave the run's counter alone.
+  const int64_t serial = dic.integerForKey("serial_number");
+  return serial != 0 ? serial : VEQProDBManager::nextSerialNumberForStamp(dayStamp);
 }
 
 }  // namespace veq
