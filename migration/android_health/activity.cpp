@@ -15,13 +15,12 @@
 // Skipped (reported YES): a start below 1, an unknown device, a workout of
 // more than one day (86400 seconds). A written row reports YES whatever the
 // statement did.
-#include <fmt/format.h>
-
 #include "collaborators/json.h"
 #include "collaborators/sync_sql_manager.h"
 #include "migration/android_health/day.h"
 #include "migration/health_record.h"
 #include "migration/pro_db_manager.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
 
@@ -53,10 +52,10 @@ bool VEQProDBManager::androidActiveDataMigrationWithDic(const VEQDict& dic, VEQF
   const VEQDict& workout = parsed.dict();
   int64_t start = dic.integerForKey("DATE");
   if (start < 0) start = workout.integerForKey("date");
-  if (start < 1) return veqSkipRow(VEQSkipReason::kNoDate);
+  const auto time = veqAndroidTime(start);
+  if (!time) return true;
   const auto device = veqAndroidDevice(VEQAndroidRowKind::kActivity, dic, oldQueue);
   if (!device) return true;
-  const auto time = veqAndroidTime(start);
   const int64_t duration = workout.integerForKey("durations");
   if (duration > kSecondsPerDay) return veqSkipRow(VEQSkipReason::kDurationOverOneDay);
 
