@@ -78,7 +78,9 @@ AndroidDay androidDay(const FixtureDevice& device, int64_t id, const FixtureDayP
   d.month = unsigned{stored.month()};
   d.day = unsigned{stored.day()};
   d.date = int64_t{sys_days{stored}.time_since_epoch().count()} * kMsPerDay + kNoonMs;
-  if (plan.dayIndex % 13 == 5) std::remove_copy(device.mac.begin(), device.mac.end(), std::back_inserter(d.ownKey), ':');
+  if (plan.dayIndex % 13 == 5) {
+    std::remove_copy(device.mac.begin(), device.mac.end(), std::back_inserter(d.ownKey), ':');
+  }
   d.midnightMs = midnightMsOf(plan.dayIndex);
   return d;
 }
@@ -299,9 +301,10 @@ std::vector<FixtureTable> storeTables(FixtureStore store) {
                          }
                        }));
   t.push_back(dayRowTable(store, "HEALTH_HEART_RATE",
-                          {{"START_TIME", "INTEGER"}, {"SILENT_HEART", "INTEGER"}, {"BURN_FAT_THRESHOLD", "INTEGER"},
-                           {"AEROBIC_THRESHOLD", "INTEGER"}, {"LIMIT_THRESHOLD", "INTEGER"}, {"BURN_FAT_MINS", "INTEGER"},
-                           {"AEROBIC_MINS", "INTEGER"}, {"LIMIT_MINS", "INTEGER"}, {"USER_MAX_HR", "INTEGER"}},
+                          {{"START_TIME", "INTEGER"}, {"SILENT_HEART", "INTEGER"},
+                           {"BURN_FAT_THRESHOLD", "INTEGER"}, {"AEROBIC_THRESHOLD", "INTEGER"},
+                           {"LIMIT_THRESHOLD", "INTEGER"}, {"BURN_FAT_MINS", "INTEGER"}, {"AEROBIC_MINS", "INTEGER"},
+                           {"LIMIT_MINS", "INTEGER"}, {"USER_MAX_HR", "INTEGER"}},
                           [](const FixtureGeneration& g, const AndroidDay& d) -> std::optional<VEQArray> {
                             const HeartDay h = heartDay(g, d);
                             if (h.items.empty()) return std::nullopt;

@@ -29,19 +29,22 @@ struct Rule {
   EmptyTest emptyTest;
 };
 
-constexpr std::array<Rule, static_cast<size_t>(VEQAndroidRowKind::kCount)> kRules = {{
-    {VEQAndroidRowKind::kHeartRateDay, "HEALTH_HEART_RATE", true, "D_ID", KeyForm::kIntegerText, EmptyTest::kBeforeRemoval},
-    {VEQAndroidRowKind::kHeartRateItem, "HEALTH_HEART_RATE_ITEM", false, "RATE_DATA_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kSleepDay, "HEALTH_SLEEP", true, "D_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kSleepItem, "HEALTH_SLEEP_ITEM", false, "SLEEP_DATA_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kSportDay, "HEALTH_SPORT", true, "D_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kSportItem, "HEALTH_SPORT_ITEM", false, "SPORT_DATA_ID", KeyForm::kIntegerText, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kBloodPressureDay, "HEALTH_BLOOD_PRESSED", true, "D_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kBloodPressureItem, "HEALTH_BLOOD_PRESSED_ITEM", false, "BLOOD_PRESSED_DATA_ITEM_ID", KeyForm::kAsRead,
-     EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kActivity, "ACTIVITY_DATA", false, "D_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kGpsTrack, "HEALTH_GPS", true, "D_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
-    {VEQAndroidRowKind::kGpsPoint, "HEALTH_GPS_ITEM", true, "D_ID", KeyForm::kAsRead, EmptyTest::kAfterRemoval},
+using K = VEQAndroidRowKind;
+constexpr KeyForm kAsRead = KeyForm::kAsRead, kAsInteger = KeyForm::kIntegerText;
+constexpr EmptyTest kAfter = EmptyTest::kAfterRemoval, kBefore = EmptyTest::kBeforeRemoval;
+
+constexpr std::array<Rule, static_cast<size_t>(K::kCount)> kRules = {{
+    {K::kHeartRateDay, "HEALTH_HEART_RATE", true, "D_ID", kAsInteger, kBefore},
+    {K::kHeartRateItem, "HEALTH_HEART_RATE_ITEM", false, "RATE_DATA_ID", kAsRead, kAfter},
+    {K::kSleepDay, "HEALTH_SLEEP", true, "D_ID", kAsRead, kAfter},
+    {K::kSleepItem, "HEALTH_SLEEP_ITEM", false, "SLEEP_DATA_ID", kAsRead, kAfter},
+    {K::kSportDay, "HEALTH_SPORT", true, "D_ID", kAsRead, kAfter},
+    {K::kSportItem, "HEALTH_SPORT_ITEM", false, "SPORT_DATA_ID", kAsInteger, kAfter},
+    {K::kBloodPressureDay, "HEALTH_BLOOD_PRESSED", true, "D_ID", kAsRead, kAfter},
+    {K::kBloodPressureItem, "HEALTH_BLOOD_PRESSED_ITEM", false, "BLOOD_PRESSED_DATA_ITEM_ID", kAsRead, kAfter},
+    {K::kActivity, "ACTIVITY_DATA", false, "D_ID", kAsRead, kAfter},
+    {K::kGpsTrack, "HEALTH_GPS", true, "D_ID", kAsRead, kAfter},
+    {K::kGpsPoint, "HEALTH_GPS_ITEM", true, "D_ID", kAsRead, kAfter},
 }};
 
 constexpr bool rulesInKindOrder() {

@@ -29,8 +29,8 @@ constexpr int64_t kSecondsPerDay = 86400;
 // is `dayStamp`, or of the day before when it is negative.
 std::string sleepStart(const std::string& dayStamp, int64_t startMinute) {
   const int64_t midnight = VEQValue(dayStamp).integerValue();
-  const int64_t start =
-      startMinute >= 0 ? startMinute * 60 + midnight : (startMinute + kMinutesPerDay) * 60 + (midnight - kSecondsPerDay);
+  const int64_t start = startMinute >= 0 ? startMinute * 60 + midnight
+                                         : (startMinute + kMinutesPerDay) * 60 + (midnight - kSecondsPerDay);
   return fmt::format("{}", start);
 }
 
