@@ -107,5 +107,15 @@ inline FixtureTable table(Stores stores, std::string name, FixtureRowsPer rowsPe
   return t;
 }
 
+// The "D_ID" under which an Android store knows a device: each store
+// numbered the devices it met itself, so the cloud store's ids differ from
+// the local store's and only its own registry resolves them.
+inline int64_t androidIdIn(FixtureStore store, const FixtureDevice& device) {
+  return store == FixtureStore::AndroidCloud ? device.androidId + 100 : device.androidId;
+}
+inline FixtureValueMaker androidIdOf(FixtureStore store) {
+  return [store](Ctx& c) { return VEQValue(androidIdIn(store, c.device)); };
+}
+
 }  // namespace fixture
 }  // namespace veq

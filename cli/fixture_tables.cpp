@@ -32,8 +32,10 @@ std::vector<FixtureTable> fixtureRegistryTables() {
   std::vector<FixtureTable> t;
   t.push_back(table(kIos, "t_user_device", FixtureRowsPer::Device,
                {text("user_id", userId()), text("smart_device_id", deviceMac()), integer("band_status", flag())}));
-  t.push_back(table(kBothAndroid, "BASIC_INFOS", FixtureRowsPer::Device,
-               {integer("D_ID", androidId()), text("MAC_ADDRESS", deviceMac())}));
+  for (FixtureStore store : kBothAndroid) {
+    t.push_back(table({store}, "BASIC_INFOS", FixtureRowsPer::Device,
+                      {integer("D_ID", androidIdOf(store)), text("MAC_ADDRESS", deviceMac())}));
+  }
   return t;
 }
 

@@ -92,6 +92,18 @@ const std::vector<VEQDriverRoute>& healthRoutes() {
       // HEALTH_SLEEP, HEALTH_SLEEP_ITEM, HEALTH_SPORT, HEALTH_SPORT_ITEM,
       // ADDWEIGHTDADA, ACTIVITY_DATA, HEALTH_BLOOD_PRESSED,
       // HEALTH_BLOOD_PRESSED_ITEM, HEALTH_GPS, HEALTH_GPS_ITEM.
+      {"HEALTH_HEART_RATE", &M::androidHrDataMigrationWithDic},
+      {"HEALTH_HEART_RATE_ITEM", &M::androidHrItemDataMigrationWithDic},
+      {"HEALTH_SLEEP", &M::androidSleepDataMigrationWithDic},
+      {"HEALTH_SLEEP_ITEM", &M::androidSleepItemDataMigrationWithDic},
+      {"HEALTH_SPORT", &M::androidSportDataMigrationWithDic},
+      {"HEALTH_SPORT_ITEM", &M::androidSportItemDataMigrationWithDic},
+      {"ADDWEIGHTDADA", &M::androidWeightDataMigrationWithDic},
+      {"ACTIVITY_DATA", &M::androidActiveDataMigrationWithDic},
+      {"HEALTH_BLOOD_PRESSED", &M::androidBpDataMigrationWithDic},
+      {"HEALTH_BLOOD_PRESSED_ITEM", &M::androidBpItemDataMigrationWithDic},
+      {"HEALTH_GPS", &M::androidGpsDataMigrationWithDic},
+      {"HEALTH_GPS_ITEM", &M::androidGpsItemDataMigrationWithDic},
 
       // Legacy iOS, in this order: t_blood_presure, t_blood_item,
       // t_and_weight_data, t_active_data (the iOS activity routine, not the

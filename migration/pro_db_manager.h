@@ -161,6 +161,30 @@ class VEQProDBManager {
   static bool iosWeightDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
   static bool iosActiveDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
 
+  // ---- Android health (either Android store; see android_health/) ----------
+  static bool androidHrDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool androidHrItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                VEQFMDatabase* database);
+  static bool androidSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                               VEQFMDatabase* database);
+  static bool androidSleepItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                   VEQFMDatabase* database);
+  static bool androidSportDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                               VEQFMDatabase* database);
+  static bool androidSportItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                   VEQFMDatabase* database);
+  static bool androidWeightDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                VEQFMDatabase* database);
+  static bool androidActiveDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                VEQFMDatabase* database);
+  static bool androidBpDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue, VEQFMDatabase* database);
+  static bool androidBpItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                VEQFMDatabase* database);
+  static bool androidGpsDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                             VEQFMDatabase* database);
+  static bool androidGpsItemDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
+                                                 VEQFMDatabase* database);
+
  private:
   VEQProDBManager() = default;
 
