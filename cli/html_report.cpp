@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <fstream>
+#include <optional>
 #include <set>
+#include <vector>
 
 namespace veq {
 
@@ -65,7 +67,34 @@ std::string countsTable(const MigrationReport& report) {
   return html + "</table>\n";
 }
 
-// One SVG per device: a strip per kind of data, one cell per day.
+// The days the strips show, in order: every day from the first to the last
+// with data, except that a stretch of more than kLongGap days without any
+// data becomes one break (nullopt), so one outlying record does not stretch
+// the strips over years of empty days.
+constexpr int kLongGap = 14;
+
+std::vector<std::optional<date::sys_days>> stripDays(const std::set<std::string>& days) {
+  std::vector<std::optional<date::sys_days>> out;
+  std::optional<date::sys_days> previous;
+  for (const std::string& text : days) {
+    const date::sys_days day = parseDay(text);
+    if (previous && (day - *previous).count() > kLongGap) {
+      out.emplace_back(std::nullopt);
+    } else if (previous) {
+      for (date::sys_days d = *previous + date::days{1}; d < day; d += date::days{1}) out.emplace_back(d);
+    }
+    out.emplace_back(day);
+    previous = day;
+  }
+  return out;
+}
+
+std::string dayText(date::sys_days day) {
+  const date::year_month_day ymd{day};
+  return fmt::format("{:04}-{:02}-{:02}", int(ymd.year()), unsigned(ymd.month()), unsigned(ymd.day()));
+}
+
+// One SVG per device: a strip per kind of data it has, one cell per day.
 std::string calendars(const HtmlReport& page) {
   std::set<std::string> devices, allDays;
   for (const HealthCoverage* side : {&page.stores, page.output ? &*page.output : nullptr}) {
@@ -76,35 +105,51 @@ std::string calendars(const HtmlReport& page) {
     }
   }
   if (allDays.empty()) return "<p>No health data.</p>\n";
-  const date::sys_days first = parseDay(*allDays.begin()), last = parseDay(*allDays.rbegin());
-  const int dayCount = (last - first).count() + 1;
-  const int width = 120 + dayCount * kCell;
+  const std::vector<std::optional<date::sys_days>> columns = stripDays(allDays);
+  const int width = 120 + static_cast<int>(columns.size()) * kCell + 60;  // room for the last label
 
   std::string html;
   for (const std::string& device : devices) {
-    const int rows = static_cast<int>(healthKinds().size());
+    std::vector<const HealthKind*> kinds;
+    for (const HealthKind& kind : healthKinds()) {
+      if (!daysOf(page.stores, device, kind.name).empty() ||
+          (page.output && !daysOf(*page.output, device, kind.name).empty())) {
+        kinds.push_back(&kind);
+      }
+    }
     html += fmt::format("<h3>{}</h3>\n<div class=\"strip\"><svg width=\"{}\" height=\"{}\" role=\"img\">\n",
-                        device.empty() ? "any device (weight)" : escaped(device), width, 20 + rows * (kStrip + 4));
-    // Month marks along the top.
-    for (int i = 0; i < dayCount; ++i) {
-      const date::year_month_day ymd{first + date::days{i}};
-      if (unsigned(ymd.day()) != 1 && i != 0) continue;
-      html += fmt::format("<text x=\"{}\" y=\"10\" class=\"month\">{:04}-{:02}</text>\n", 120 + i * kCell,
-                          int(ymd.year()), unsigned(ymd.month()));
+                        device.empty() ? "any device (weight)" : escaped(device), width,
+                        20 + static_cast<int>(kinds.size()) * (kStrip + 4));
+    // Month marks along the top, and a mark after each break, none closer
+    // than a label's width to the one before.
+    int lastLabel = -1000;
+    for (size_t i = 0; i < columns.size(); ++i) {
+      if (!columns[i]) continue;
+      const date::year_month_day ymd{*columns[i]};
+      const bool segmentStart = i == 0 || !columns[i - 1];
+      const int x = 120 + static_cast<int>(i) * kCell;
+      if ((unsigned(ymd.day()) != 1 && !segmentStart) || x - lastLabel < 48) continue;
+      html += fmt::format("<text x=\"{}\" y=\"10\" class=\"month\">{:04}-{:02}</text>\n", x, int(ymd.year()),
+                          unsigned(ymd.month()));
+      lastLabel = x;
     }
     int y = 16;
-    for (const HealthKind& kind : healthKinds()) {
-      const std::set<std::string>& stores = daysOf(page.stores, device, kind.name);
-      const std::set<std::string>& output = page.output ? daysOf(*page.output, device, kind.name) : stores;
-      html += fmt::format("<text x=\"0\" y=\"{}\" class=\"kind\">{}</text>\n", y + kStrip - 1, kind.name);
-      for (int i = 0; i < dayCount; ++i) {
-        const date::year_month_day ymd{first + date::days{i}};
-        const std::string day = fmt::format("{:04}-{:02}-{:02}", int(ymd.year()), unsigned(ymd.month()),
-                                            unsigned(ymd.day()));
+    for (const HealthKind* kind : kinds) {
+      const std::set<std::string>& stores = daysOf(page.stores, device, kind->name);
+      const std::set<std::string>& output = page.output ? daysOf(*page.output, device, kind->name) : stores;
+      html += fmt::format("<text x=\"0\" y=\"{}\" class=\"kind\">{}</text>\n", y + kStrip - 1, kind->name);
+      for (size_t i = 0; i < columns.size(); ++i) {
+        const int x = 120 + static_cast<int>(i) * kCell;
+        if (!columns[i]) {
+          html += fmt::format("<text x=\"{}\" y=\"{}\" class=\"kind\">…</text>\n", x, y + kStrip - 1);
+          continue;
+        }
+        const std::string day = dayText(*columns[i]);
         const bool inStores = stores.count(day) > 0, inOutput = output.count(day) > 0;
         const char* cls = inStores && inOutput ? "both" : inStores ? "gap" : inOutput ? "new" : "none";
-        html += fmt::format("<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" class=\"{}\"><title>{} {}: {}</title></rect>\n",
-                            120 + i * kCell, y, kCell - 1, kStrip, cls, day, kind.name, cls);
+        html += fmt::format(
+            "<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" class=\"{}\"><title>{} {}: {}</title></rect>\n", x,
+            y, kCell - 1, kStrip, cls, day, kind->name, cls);
       }
       y += kStrip + 4;
     }
@@ -130,10 +175,8 @@ rect.both {{ fill: #2e9e5b; }} rect.gap {{ fill: #d93025; }} rect.new {{ fill: #
 </style></head><body>
 <h1>{0}</h1>
 <p id="summary">{1}</p>
-<h2>Legacy tables</h2>
 )",
                                  escaped(page.title), escaped(page.summary));
-  html += countsTable(page.report);
   html += "<h2>Health days per device</h2>\n<p class=\"legend\">";
   if (page.output) {
     html += "<span style=\"background:#2e9e5b\"></span>in the stores and the new database"
@@ -144,6 +187,7 @@ rect.both {{ fill: #2e9e5b; }} rect.gap {{ fill: #d93025; }} rect.new {{ fill: #
   }
   html += "<span style=\"background:#e8e8e8\"></span>no data</p>\n";
   html += calendars(page);
+  html += "<h2>Legacy tables</h2>\n" + countsTable(page.report);
   return html + "</body></html>\n";
 }
 

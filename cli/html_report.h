@@ -5,8 +5,9 @@
 // per-legacy-table counts (rows, inserted, updated, kept, skipped with the
 // reasons, failed), and per device a calendar strip for each kind of health
 // data (sport, sleep, heart rate, blood pressure, GPS, weight, activity):
-// one cell per day from the first to the last day seen, coloured by where
-// that day's data is:
+// one cell per day from the first to the last day seen (a stretch of more
+// than two weeks without any data shows as one break, "…"), coloured by
+// where that day's data is:
 //     both        in the legacy stores and in the new database
 //     stores only in the stores but not in the new database (a gap)
 //     new only    in the new database only

@@ -8,6 +8,7 @@ packages=(
   libsqlite3-dev sqlite3 nlohmann-json3-dev libcli11-dev libfmt-dev
   libhowardhinnant-date-dev tzdata
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  chromium  # renders the HTML report in a test
 )
 
 missing=()
