@@ -105,6 +105,7 @@ int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream
   ScratchMigration scratch(options.stores, options.existingOut, err);
   if (scratch.status() == 2) return 2;
 
+  VEQSDKUtility::setTimeZone(options.stores.timeZone.value_or(""));  // days in the stores' zone
   VEQFMDatabase converted(scratch.databasePath());
   converted.openWithFlags(SQLITE_OPEN_READONLY);
   const HealthCoverage coverage = healthCoverage(converted);

@@ -27,6 +27,7 @@
 #include "collaborators/schema_installer.h"
 #include "collaborators/sdk_utility.h"
 #include "collaborators/user_defaults.h"
+#include "migration/process_state.h"
 
 namespace veq {
 
@@ -128,12 +129,7 @@ class MigrationRun {
 
 MigrationRun::~MigrationRun() {
   progress_.finish();
-  VEQProDBManager& manager = VEQProDBManager::shareInstance();
-  for (const LegacyStoreKind& kind : legacyStoreKinds()) {
-    (manager.*kind.setRegistry)({});
-    if (kind.setQueue) (VEQOldDBManager::shareInstance().*kind.setQueue)(nullptr);
-  }
-  for (const OpenStore& store : stores_) VEQOldDBManager::clearCountCache(store.queue.get());
+  veqResetProcessState();
 }
 
 bool MigrationRun::refuse(const std::string& subject, const std::string& problem) {
@@ -356,6 +352,7 @@ bool writeRunHtml(const RunOptions& options, const MigrationReport& report, std:
   stores.htmlPath.clear();
   ScratchMigration scratch(stores, "", err);
   if (scratch.status() == 2) return false;
+  VEQSDKUtility::setTimeZone(options.timeZone.value_or(""));  // days in the run's zone
   VEQFMDatabase converted(scratch.databasePath()), output(options.outPath);
   converted.openWithFlags(SQLITE_OPEN_READONLY);
   output.openWithFlags(SQLITE_OPEN_READONLY);

@@ -28,8 +28,9 @@
 //
 // A run interrupted in phase 3 loses only the table in progress: its
 // transaction is not committed, so SQLite discards it (on close, or on the
-// next open of the file after a kill). Registries and legacy handles are
-// cleared again when the call returns. One run at a time per process.
+// next open of the file after a kill). All process-wide state (registries,
+// legacy handles, time zone, defaults …) is reset when the call returns
+// (veqResetProcessState). One run at a time per process.
 #pragma once
 
 #include <chrono>

@@ -16,6 +16,7 @@
 #include "collaborators/db_manager.h"
 #include "collaborators/models.h"
 #include "collaborators/schema_installer.h"
+#include "collaborators/sdk_utility.h"
 #include "collaborators/sql_identifier.h"
 
 namespace veq {
@@ -151,6 +152,7 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
   ScratchMigration scratch(options.stores, "", err);
   if (scratch.status() == 2) return 2;
 
+  VEQSDKUtility::setTimeZone(options.stores.timeZone.value_or(""));  // days in the stores' zone
   VEQFMDatabase db(scratch.databasePath());
   if (!db.openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI) ||
       !db.executeUpdate("ATTACH DATABASE ? AS o", {fileUriOf(options.outPath) + "?immutable=1"})) {
