@@ -129,4 +129,17 @@ class VEQDict {
 // The shared null value returned for absent keys.
 const VEQValue& veqNull();
 
+// Arithmetic on legacy integers the way the platform's 64-bit integers do
+// it: two's complement, wrapping on overflow, never undefined. A legacy value
+// of 2^63 - 1 plus one is -2^63.
+inline int64_t veqWrappingAdd(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+inline int64_t veqWrappingSubtract(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
+inline int64_t veqWrappingMultiply(int64_t a, int64_t b) {
+  return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
+}
+
 }  // namespace veq

@@ -66,7 +66,7 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   int64_t year = c.year;
   if (year >= 3001) year -= 1900;
   // A year far ahead of ours is counted in the Buddhist era.
-  if (year - VEQSDKUtility::currentYear() > 500) year -= 543;
+  year = veqBuddhistEraCorrected(year);
 
   // "%04ld%02ld%02ld%02ld%02ld%02ld": negative fields keep their sign inside
   // the width, as printf does.
@@ -140,6 +140,19 @@ VEQArray VEQHealthRecord::takeArguments() {
     omitted_ = std::string_view::npos;
   }
   return std::move(values_);
+}
+
+int64_t veqBuddhistEraCorrected(int64_t year) {
+  return veqWrappingSubtract(year, VEQSDKUtility::currentYear()) > 500 ? veqWrappingSubtract(year, 543) : year;
+}
+
+int64_t veqSleepStartStamp(int64_t dayStamp, int64_t endHour, int64_t endMinute, int64_t totalMinutes) {
+  constexpr int64_t kMinutesPerDay = 1440, kSecondsPerDay = 86400;
+  const int64_t startMinute =
+      veqWrappingSubtract(veqWrappingAdd(veqWrappingMultiply(endHour, 60), endMinute), totalMinutes);
+  if (startMinute >= 0) return veqWrappingAdd(veqWrappingMultiply(startMinute, 60), dayStamp);
+  return veqWrappingAdd(veqWrappingMultiply(veqWrappingAdd(startMinute, kMinutesPerDay), 60),
+                        veqWrappingSubtract(dayStamp, kSecondsPerDay));
 }
 
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,

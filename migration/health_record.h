@@ -93,4 +93,16 @@ enum class VEQHealthWrite {
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write = VEQHealthWrite::kUpsert);
 
+// A year more than 500 years ahead of the current year was counted in the
+// Buddhist era (phones set to that calendar stored it so): it loses 543.
+// Exactly 500 ahead, or less, stays. Wrapping arithmetic, as below.
+int64_t veqBuddhistEraCorrected(int64_t year);
+
+// When a sleep of `totalMinutes` that ended at `endHour`:`endMinute` of the
+// day starting at `dayStamp` began, in seconds since 1970: on that day when
+// the end is later in the day than the sleep is long, else on the evening
+// before. Legacy values are not trusted: the arithmetic wraps as the
+// platform's 64-bit integers do instead of overflowing.
+int64_t veqSleepStartStamp(int64_t dayStamp, int64_t endHour, int64_t endMinute, int64_t totalMinutes);
+
 }  // namespace veq

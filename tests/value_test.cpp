@@ -43,6 +43,8 @@ TEST(ValueConversions, NumbersBooleansAndNull) {
   EXPECT_EQ(VEQValue(3.9).integerValue(), 3);
   EXPECT_EQ(VEQValue(1e300).integerValue(), INT64_MAX);
   EXPECT_EQ(VEQValue(5000000000LL).intValue(), 705032704);  // wraps like a C cast
+  EXPECT_EQ(veqWrappingAdd(INT64_MAX, 1), INT64_MIN);        // so does legacy arithmetic
+  EXPECT_EQ(veqWrappingMultiply(INT64_MIN, 20), 0);
   EXPECT_FALSE(VEQValue(0.0).boolValue());
   EXPECT_TRUE(VEQValue(0.5).boolValue());
   EXPECT_EQ(VEQValue(true).integerValue(), 1);

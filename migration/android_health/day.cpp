@@ -29,8 +29,7 @@ std::optional<VEQAndroidDay> veqAndroidDay(VEQAndroidRowKind kind, const VEQDict
     veqSkipRow(VEQSkipReason::kYear1970);
     return std::nullopt;
   }
-  // Phones set to the Buddhist calendar stored its year.
-  if (year - VEQSetTimeInfoBluetoothModel().year() > 500) year -= 543;
+  year = veqBuddhistEraCorrected(year);
   VEQAndroidDay day{std::move(*device), year, row.integerForKey("MONTH"), row.integerForKey("DAY"), {}};
   day.dayStamp = VEQSDKUtility::get1970timeTempWithYear(day.year, day.month, day.day);
   return day;

@@ -20,22 +20,6 @@
 
 namespace veq {
 
-namespace {
-
-constexpr int64_t kMinutesPerDay = 1440;
-constexpr int64_t kSecondsPerDay = 86400;
-
-// Start of the sleep as a time stamp: `startMinute` of the day whose stamp
-// is `dayStamp`, or of the day before when it is negative.
-std::string sleepStart(const std::string& dayStamp, int64_t startMinute) {
-  const int64_t midnight = VEQValue(dayStamp).integerValue();
-  const int64_t start = startMinute >= 0 ? startMinute * 60 + midnight
-                                         : (startMinute + kMinutesPerDay) * 60 + (midnight - kSecondsPerDay);
-  return fmt::format("{}", start);
-}
-
-}  // namespace
-
 bool VEQProDBManager::androidSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
                                                        VEQFMDatabase* database) {
   const auto day = veqAndroidDay(VEQAndroidRowKind::kSleepDay, dic, oldQueue);
@@ -46,7 +30,8 @@ bool VEQProDBManager::androidSleepDataMigrationWithDic(const VEQDict& dic, VEQFM
   const int64_t deep = dic.integerForKey("DEEP_SLEEP_MINUTES");
   const int64_t endHour = dic.integerForKey("SLEEP_ENDED_TIME_H");
   const int64_t endMinute = dic.integerForKey("SLEEP_ENDED_TIME_M");
-  const std::string start = sleepStart(day->dayStamp, endHour * 60 + endMinute - total);
+  const std::string start =
+      fmt::format("{}", veqSleepStartStamp(VEQValue(day->dayStamp).integerValue(), endHour, endMinute, total));
 
   VEQHealthRecord record(VEQHealthTable::kSleep, {
       {"mac_addr", macAddr},
@@ -60,7 +45,7 @@ bool VEQProDBManager::androidSleepDataMigrationWithDic(const VEQDict& dic, VEQFM
       {"sleep_score", 0},
       {"deep_minutes", deep},
       {"light_minutes", light},
-      {"awake_minutes", std::max<int64_t>(0, total - light - deep)},
+      {"awake_minutes", std::max<int64_t>(0, veqWrappingSubtract(total, veqWrappingAdd(light, deep)))},
       {"awake_count", dic.integerForKey("AWAKE_COUNT")},
       {"deep_count", dic.integerForKey("DEEP_SLEEP_COUNT")},
       {"light_count", dic.integerForKey("LIGHT_SLEEP_COUNT")},

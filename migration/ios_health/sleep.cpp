@@ -13,20 +13,6 @@
 #include "migration/pro_db_manager.h"
 
 namespace veq {
-namespace {
-
-constexpr int64_t kMinutesPerDay = 1440;
-constexpr int64_t kSecondsPerDay = 86400;
-
-// Seconds since 1970 at which a sleep of `totalMinutes` ending at
-// `endHour`:`endMinute` of the day starting at `dayStamp` began.
-int64_t sleepStart(int64_t dayStamp, int64_t endHour, int64_t endMinute, int64_t totalMinutes) {
-  const int64_t startMinute = endHour * 60 + endMinute - totalMinutes;
-  if (startMinute >= 0) return startMinute * 60 + dayStamp;
-  return (startMinute + kMinutesPerDay) * 60 + (dayStamp - kSecondsPerDay);
-}
-
-}  // namespace
 
 bool VEQProDBManager::jkdbSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDatabaseQueue* oldQueue,
                                                     VEQFMDatabase* database) {
@@ -39,7 +25,7 @@ bool VEQProDBManager::jkdbSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDat
   const int64_t endMinute = dic.integerForKey("end_time_minute");
   const int64_t totalMinutes = dic.integerForKey("total_minute");
   const std::string startStamp = std::to_string(
-      sleepStart(VEQValue(row->day.dayStamp).integerValue(), endHour, endMinute, totalMinutes));
+      veqSleepStartStamp(VEQValue(row->day.dayStamp).integerValue(), endHour, endMinute, totalMinutes));
 
   const VEQDateComponents& c = row->day.components;
   VEQHealthRecord record(VEQHealthTable::kSleep, {

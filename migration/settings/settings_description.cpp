@@ -37,8 +37,8 @@ VEQValue valueForPair(const VEQModel& model, const VEQColumnPair& pair, const VE
       const int64_t n = row.integerForKey(pair.column);
       switch (pair.conversion) {
         case VEQConversion::AsIs: return n;
-        case VEQConversion::PlusOne: return n + 1;
-        case VEQConversion::TimesTwenty: return n * 20;
+        case VEQConversion::PlusOne: return veqWrappingAdd(n, 1);
+        case VEQConversion::TimesTwenty: return veqWrappingMultiply(n, 20);
         case VEQConversion::TwelveHourFlag: return int64_t{n != 0 ? 1 : 2};
         default: misfit(model, pair, "a count cannot be negated");
       }
