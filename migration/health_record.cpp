@@ -145,7 +145,7 @@ VEQArray VEQHealthRecord::takeArguments() {
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write) {
   int64_t pk = 0;
-  const bool exists = VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk);
+  const bool exists = VEQDBManager::queryHealthRecordExistsDb(db, record.table(), existsSql, &pk);
   if (exists && write == VEQHealthWrite::kInsertOnce) {
     veqKeepRow();
     return true;

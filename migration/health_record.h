@@ -26,7 +26,9 @@
 //
 // veqUpsertHealthRecord writes one record:
 //   1. runs `existsSql` (a query selecting "pk" of at most one record)
-//      through VEQDBManager::querySyncExistDataWithSqlDb;
+//      through VEQDBManager::queryHealthRecordExistsDb, which answers the
+//      catalogue's texts with the table's constant prepared look-up and
+//      anything else as querySyncExistDataWithSqlDb does;
 //   2. executes the table's UPDATE with the primary key appended when the
 //      record exists, its INSERT otherwise — or, with
 //      VEQHealthWrite::kInsertOnce, leaves an existing record as it is;

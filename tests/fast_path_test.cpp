@@ -7,8 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "collaborators/db_manager.h"
 #include "collaborators/fmdb.h"
 #include "collaborators/old_db_manager.h"
+#include "collaborators/sql_literals.h"
+#include "collaborators/sync_sql_manager.h"
 #include "test_support.h"
 
 namespace veq {
@@ -38,6 +41,146 @@ TEST(FastPathTest, StreamedRowsAreTheListsRowsInOneReusedRow) {
   EXPECT_EQ(calls, 2);
   VEQOldDBManager::forEachRowWithDbQueue(queue.get(), "missing", [&](const VEQDict&) { return ++calls > 0; });
   EXPECT_EQ(calls, 2);
+}
+
+TEST(FastPathTest, LeanStatementsLeaveNoStaleBindings) {
+  VEQFMDatabase db(":memory:");
+  ASSERT_TRUE(db.open());
+  ASSERT_TRUE(db.executeStatements("CREATE TABLE t (a, b)"));
+  const std::string insert = "INSERT INTO t VALUES (?1, ?2)";
+  ASSERT_TRUE(db.executeUpdate(insert, {1, "kept?"}));
+  ASSERT_TRUE(db.executeUpdate(insert, {2}));  // the same cached statement, ?2 left out
+  EXPECT_EQ(queryInt(&db, "SELECT count(*) FROM t WHERE a = 2 AND b IS NULL"), 1);
+
+  const std::string lookup = "SELECT a FROM t WHERE b = ?";
+  const std::string key = "kept?";
+  int64_t a = -1;
+  EXPECT_TRUE(db.queryFirstInteger(lookup, std::vector{VEQSqlParam::text(key)}, &a));
+  EXPECT_EQ(a, 1);
+  EXPECT_FALSE(db.queryFirstInteger(lookup, std::vector{VEQSqlParam::integer(7)}, &a));
+  EXPECT_EQ(a, 1);
+  EXPECT_FALSE(db.queryFirstInteger(lookup, {}, &a));  // a parameter left out fails
+  EXPECT_NE(db.lastErrorMessage().find("arguments"), std::string::npos);
+  EXPECT_FALSE(db.queryFirstInteger("SELECT nope FROM t", {}, &a));
+  EXPECT_TRUE(db.hadError());
+  EXPECT_TRUE(db.queryFirstInteger(lookup, std::vector{VEQSqlParam::text(key)}, &a));
+  EXPECT_FALSE(db.hadError());
+  // The statement stays usable through a result set, and back.
+  auto rs = db.executeQuery(lookup, {"kept?"});
+  ASSERT_TRUE(rs && rs->next());
+  EXPECT_TRUE(db.queryFirstInteger(lookup, std::vector{VEQSqlParam::text(key)}, &a));  // a fresh statement meanwhile
+  rs.reset();
+  EXPECT_TRUE(db.queryFirstInteger(lookup, std::vector{VEQSqlParam::text(key)}, &a));
+}
+
+// Every table's exists text as the catalogue writes it, for one set of keys.
+struct ExistsText {
+  VEQHealthTable table;
+  std::string (*day)(std::string_view, std::string_view) = nullptr;
+  std::string (*item)(std::string_view, int64_t, std::string_view) = nullptr;
+  std::string (*weight)(std::string_view) = nullptr;
+
+  std::string operator()(std::string_view stamp, int64_t serial, std::string_view mac) const {
+    return day ? day(stamp, mac) : item ? item(stamp, serial, mac) : weight(stamp);
+  }
+};
+
+using S = VEQSyncSqlManager;
+const std::vector<ExistsText> kExistsTexts = {
+    {VEQHealthTable::kSport, &S::querySportExistSqlStr},
+    {VEQHealthTable::kSportItem, nullptr, &S::querySportItemExistSqlStr},
+    {VEQHealthTable::kSleep, &S::querySleepExistSqlStr},
+    {VEQHealthTable::kSleepItem, nullptr, &S::querySleepItemExistSqlStr},
+    {VEQHealthTable::kHeartRate, &S::queryHrExistSqlStr},
+    {VEQHealthTable::kHeartRateItem, nullptr, &S::queryHrItemExistSqlStr},
+    {VEQHealthTable::kBloodPressure, &S::queryBpExistSqlStr},
+    {VEQHealthTable::kBloodPressureItem, nullptr, &S::queryBpItemExistSqlStr},
+    {VEQHealthTable::kGps, &S::queryGpsExistSqlStr},
+    {VEQHealthTable::kGpsPoint, nullptr, &S::queryGpsItemExistSqlStr},
+    {VEQHealthTable::kWeight, nullptr, nullptr, &S::queryWeightExistSqlStr},
+    {VEQHealthTable::kActivity, &S::queryActivityExistSqlStr},
+};
+
+TEST(FastPathTest, ConstantLookupsBindWhatLiftingWouldAndNothingHostile) {
+  ASSERT_EQ(kExistsTexts.size(), static_cast<size_t>(VEQHealthTable::kCount));
+  struct Keys {
+    std::string stamp;
+    int64_t serial;
+    std::string mac;
+  };
+  const std::vector<Keys> plain = {{"1710460800", 3, "AA:BB:CC:DD:EE:FF"}, {"", 0, ""},
+                                   {"-5", -9223372036854775807 - 1, "a?b;c -- d /* e"}, {"20240315", 96, "é\\"}};
+  const std::vector<Keys> hostile = {{"1", 1, "x' OR '1'='1"}, {"1'--", 1, "AA"}, {"1", 1, "a''b"}, {"'", 2, "AA"}};
+  for (const ExistsText& text : kExistsTexts) {
+    SCOPED_TRACE(std::string(S::tableName(text.table)));
+    for (const Keys& k : plain) {
+      const std::string sql = text(k.stamp, k.serial, k.mac);
+      const auto lifted = veqLiftLiterals(sql);
+      ASSERT_TRUE(lifted) << sql;
+      const auto keys = VEQDBManager::healthLookupKeys(text.table, sql);
+      ASSERT_TRUE(keys) << sql;
+      EXPECT_EQ(*keys, lifted->args) << sql;
+    }
+    for (const Keys& k : hostile) {
+      const std::string sql = text(k.stamp, k.serial, k.mac);
+      const auto quoted = [](const std::string& key) { return key.find('\'') != std::string::npos; };
+      if (!quoted(k.stamp) && (text.weight || !quoted(k.mac))) continue;  // weight has no device key
+      EXPECT_FALSE(VEQDBManager::healthLookupKeys(text.table, sql)) << sql;
+    }
+  }
+  // Another table's text, or a changed shape, is not the table's look-up.
+  EXPECT_FALSE(VEQDBManager::healthLookupKeys(VEQHealthTable::kSleep, S::querySportExistSqlStr("1", "AA")));
+  EXPECT_FALSE(VEQDBManager::healthLookupKeys(VEQHealthTable::kSport, S::querySportExistSqlStr("1", "AA") + " "));
+  EXPECT_FALSE(VEQDBManager::healthLookupKeys(VEQHealthTable::kSportItem,
+                                              "SELECT pk FROM health_sport_item WHERE mac_addr = 'AA' AND "
+                                              "day_stamp = '1' AND serial_number = 99999999999999999999"));
+}
+
+TEST(FastPathTest, ConstantLookupsFindWhatTheGeneralPathFinds) {
+  auto queue = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+  VEQFMDatabase* db = queue->database().get();
+  ASSERT_TRUE(db->executeStatements(S::healthSchemaSql()));
+  ASSERT_TRUE(db->executeStatements(
+      "INSERT INTO health_sport_item (pk, mac_addr, day_stamp, serial_number) VALUES"
+      " (7, 'AA', 100, 1), (8, 'AA', 100, 2), (9, 'BB', 100, 1), (10, 'x'' OR ''1''=''1', 100, 1);"
+      "INSERT INTO health_weight (pk, day_stamp) VALUES (11, 200)"));
+  struct Case {
+    VEQHealthTable table;
+    std::string sql;
+  };
+  const std::vector<Case> cases = {
+      {VEQHealthTable::kSportItem, S::querySportItemExistSqlStr("100", 2, "AA")},
+      {VEQHealthTable::kSportItem, S::querySportItemExistSqlStr("100", 1, "BB")},
+      {VEQHealthTable::kSportItem, S::querySportItemExistSqlStr("100", 3, "AA")},
+      {VEQHealthTable::kSportItem, S::querySportItemExistSqlStr("0100", 1, "BB")},  // text against INTEGER
+      {VEQHealthTable::kWeight, S::queryWeightExistSqlStr("200")},
+      {VEQHealthTable::kWeight, S::queryWeightExistSqlStr("201")},
+  };
+  for (const Case& c : cases) {
+    int64_t general = -1, fast = -1;
+    const bool generalFound = VEQDBManager::querySyncExistDataWithSqlDb(db, c.sql, &general);
+    const bool fastFound = VEQDBManager::queryHealthRecordExistsDb(db, c.table, c.sql, &fast);
+    EXPECT_EQ(fastFound, generalFound) << c.sql;
+    EXPECT_EQ(fast, general) << c.sql;
+  }
+  int64_t pk = -1;
+  EXPECT_TRUE(VEQDBManager::queryHealthRecordExistsDb(db, VEQHealthTable::kSportItem,
+                                                      S::querySportItemExistSqlStr("100", 2, "AA"), &pk));
+  EXPECT_EQ(pk, 8);
+
+  // A key that rewrites the look-up is refused, not run, on either path.
+  const int64_t refused = VEQDBManager::refusedLookupCount();
+  pk = -1;
+  EXPECT_FALSE(VEQDBManager::queryHealthRecordExistsDb(db, VEQHealthTable::kSportItem,
+                                                       S::querySportItemExistSqlStr("100", 1, "x' OR '1'='1"), &pk));
+  EXPECT_EQ(pk, -1);
+  EXPECT_EQ(VEQDBManager::refusedLookupCount(), refused + 1);
+
+  // A failing look-up answers "no record" and keeps the database's message.
+  ASSERT_TRUE(db->executeStatements("DROP TABLE health_weight"));
+  EXPECT_FALSE(
+      VEQDBManager::queryHealthRecordExistsDb(db, VEQHealthTable::kWeight, S::queryWeightExistSqlStr("200"), &pk));
+  EXPECT_NE(db->lastErrorMessage().find("health_weight"), std::string::npos);
 }
 
 }  // namespace
