@@ -172,6 +172,10 @@ std::shared_ptr<VEQFMDatabase> VEQFMDatabase::databaseWithPath(std::string path)
   return std::make_shared<VEQFMDatabase>(std::move(path));
 }
 
+bool VEQFMDatabase::disableMemoryStatistics() {
+  return sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK;
+}
+
 bool VEQFMDatabase::open() { return openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE); }
 
 bool VEQFMDatabase::openWithFlags(int flags) {

@@ -122,6 +122,11 @@ class VEQFMDatabase {
   VEQFMDatabase& operator=(const VEQFMDatabase&) = delete;
 
   static std::shared_ptr<VEQFMDatabase> databaseWithPath(std::string path);
+  // Turns SQLite's process-wide memory statistics off: they take a lock and
+  // update counters on every allocation, several per migrated row. Only
+  // before SQLite is first used in the process (a later call changes
+  // nothing and returns false); for programs that never read them.
+  static bool disableMemoryStatistics();
 
   const std::string& databasePath() const { return path_; }
 
