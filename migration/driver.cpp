@@ -8,6 +8,22 @@
 #include "migration/row_outcome.h"
 
 namespace veq {
+namespace {
+
+bool gStraightforward = false;
+
+void forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName,
+                      const std::function<bool(const VEQDict& row)>& each) {
+  if (!gStraightforward) return VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, each);
+  for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName))
+    if (!each(row)) return;
+}
+
+}  // namespace
+
+void veqUseStraightforwardPaths(bool on) { gStraightforward = on; }
+
+bool veqStraightforwardPaths() { return gStraightforward; }
 
 const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName) {
   for (const VEQDriverRoute& route : driver.routes) {
@@ -37,7 +53,7 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   // rows migrates in the memory of one; the row lives through its report.
   if (tableName == driver.acknowledgedTable) {
     if (!callback) return;
-    VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, [&](const VEQDict& row) {
+    forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
       veqBeginRow(&row);
       veqKeepRow();
       callback(tableName, nullptr, true);
@@ -54,7 +70,7 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
     bool firstRow = true;
     bool opened = false;
     const VEQDriverRoute* route = nullptr;
-    VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, [&](const VEQDict& row) {
+    forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
       if (firstRow) {
         firstRow = false;
         opened = db->open();

@@ -83,6 +83,13 @@ struct VEQDriverSpec {
 // The route for `tableName`, or nullptr.
 const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName);
 
+// The straightforward paths, for comparing the fast ones against them (tests,
+// the benchmark): with it on, the driver reads each legacy table whole
+// (getOneTableAllDataWithDbQueue) and health look-ups run their text through
+// VEQDBManager::querySyncExistDataWithSqlDb. Off by default; process-wide.
+void veqUseStraightforwardPaths(bool on);
+bool veqStraightforwardPaths();
+
 // Runs one driver call as described above.
 void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,
                   VEQFMDatabaseQueue* oldQueue, const VEQProDBManager::CompletionCallback& callback);

@@ -11,6 +11,7 @@
 
 #include "collaborators/db_manager.h"
 #include "collaborators/sdk_utility.h"
+#include "migration/driver.h"
 #include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
 
@@ -145,7 +146,9 @@ VEQArray VEQHealthRecord::takeArguments() {
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write) {
   int64_t pk = 0;
-  const bool exists = VEQDBManager::queryHealthRecordExistsDb(db, record.table(), existsSql, &pk);
+  const bool exists = veqStraightforwardPaths()
+                          ? VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk)
+                          : VEQDBManager::queryHealthRecordExistsDb(db, record.table(), existsSql, &pk);
   if (exists && write == VEQHealthWrite::kInsertOnce) {
     veqKeepRow();
     return true;

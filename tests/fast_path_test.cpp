@@ -4,14 +4,20 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "cli/fixtures.h"
+#include "cli/run_command.h"
 
 #include "collaborators/db_manager.h"
 #include "collaborators/fmdb.h"
 #include "collaborators/old_db_manager.h"
 #include "collaborators/sql_literals.h"
 #include "collaborators/sync_sql_manager.h"
+#include "migration/driver.h"
 #include "test_support.h"
 
 namespace veq {
@@ -181,6 +187,78 @@ TEST(FastPathTest, ConstantLookupsFindWhatTheGeneralPathFinds) {
   EXPECT_FALSE(
       VEQDBManager::queryHealthRecordExistsDb(db, VEQHealthTable::kWeight, S::queryWeightExistSqlStr("200"), &pk));
   EXPECT_NE(db->lastErrorMessage().find("health_weight"), std::string::npos);
+}
+
+// Every table of a database, each as the text of its rows in key order.
+std::vector<std::string> tableContents(const std::string& path) {
+  VEQFMDatabase db(path);
+  EXPECT_TRUE(db.open());
+  std::vector<std::string> tables;
+  for (auto rs = db.executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name"); rs && rs->next();)
+    tables.push_back(rs->stringForColumn("name"));
+  std::vector<std::string> contents;
+  for (const std::string& table : tables) {
+    std::string text = table + ":";
+    auto rs = db.executeQuery("SELECT * FROM \"" + table + "\" ORDER BY rowid");
+    while (rs && rs->next()) text += "\n" + VEQValue(rs->resultDictionary()).description();
+    contents.push_back(std::move(text));
+  }
+  return contents;
+}
+
+std::string fileText(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TEST(FastPathTest, FixturesMigrateIdenticallyOnBothPaths) {
+  ScratchDir dir;
+  std::vector<FixtureFile> written;
+  std::string error;
+  ASSERT_TRUE(generateFixtures({dir / "fixtures", 40, 2, 7}, &written, &error)) << error;
+
+  struct Outcome {
+    std::vector<std::string> tables;
+    std::string outcomes, rejects;
+    int64_t refused = 0;
+  };
+  const auto migrate = [&](const std::string& name, bool straightforward) {
+    veqUseStraightforwardPaths(straightforward);
+    Outcome outcome;
+    RunOptions options;
+    options.iosPath = dir / "fixtures/ios.sqlite";
+    options.androidPath = dir / "fixtures/android.sqlite";
+    options.androidCloudPath = dir / "fixtures/android_cloud.sqlite";
+    options.defaultsPath = dir / "fixtures/defaults.json";
+    options.outPath = dir / (name + ".sqlite");
+    options.timeZone = "Europe/Berlin";
+    options.quiet = true;
+    // Twice: the second run finds every record and updates it.
+    for (int run = 0; run < 2; ++run) {
+      options.rejectsPath = dir / (name + std::to_string(run) + ".rejects");
+      std::ostringstream out, err, tables;
+      MigrationReport report;
+      EXPECT_LE(runMigration(options, out, err, &report), 1) << err.str();
+      printTableOutcomes(report, tables);
+      outcome.outcomes += tables.str();
+      outcome.rejects += fileText(options.rejectsPath);
+      outcome.refused += report.refusedLookups;
+    }
+    veqUseStraightforwardPaths(false);
+    outcome.tables = tableContents(options.outPath);
+    return outcome;
+  };
+  const Outcome fast = migrate("fast", false);
+  const Outcome plain = migrate("plain", true);
+  ASSERT_EQ(fast.tables.size(), plain.tables.size());
+  for (size_t i = 0; i < fast.tables.size(); ++i) EXPECT_EQ(fast.tables[i], plain.tables[i]);
+  EXPECT_EQ(fast.outcomes, plain.outcomes);
+  EXPECT_EQ(fast.rejects, plain.rejects);
+  EXPECT_EQ(fast.refused, plain.refused);
+  EXPECT_GT(fast.tables.size(), 20u);
+  EXPECT_NE(fast.outcomes.find("updated"), std::string::npos) << fast.outcomes;
 }
 
 }  // namespace
