@@ -143,6 +143,24 @@ VEQArray VEQHealthRecord::takeArguments() {
   return std::move(values_);
 }
 
+namespace {
+
+// True when the record's key columns hold exactly the values its look-up
+// matched (same kind, same value): the stored keys equal them, so an update
+// may leave them alone. Off on the straightforward paths.
+bool keysAreTheLookups(const VEQHealthRecord& record, const std::string& existsSql) {
+  if (veqStraightforwardPaths() || VEQSyncSqlManager::shareInstance().keyKeepingUpdateSqlStr(record.table()).empty())
+    return false;
+  const std::optional<VEQArray> keys = VEQDBManager::healthLookupKeys(record.table(), existsSql);
+  const std::vector<std::string_view> columns = VEQSyncSqlManager::keyColumns(record.table());
+  if (!keys || keys->size() != columns.size()) return false;
+  for (size_t i = 0; i < columns.size(); ++i)
+    if (!(record[columns[i]] == (*keys)[i])) return false;
+  return true;
+}
+
+}  // namespace
+
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write) {
   int64_t pk = 0;
@@ -154,10 +172,12 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
     return true;
   }
   const VEQSyncSqlManager& sql = VEQSyncSqlManager::shareInstance();
+  const std::string& statement = !exists                             ? sql.insertSqlStr(record.table())
+                                 : keysAreTheLookups(record, existsSql) ? sql.keyKeepingUpdateSqlStr(record.table())
+                                                                        : sql.updateSqlStr(record.table());
   VEQArray args = record.takeArguments();
   if (exists) args.emplace_back(pk);
-  const bool written = db->executeUpdate(exists ? sql.updateSqlStr(record.table()) : sql.insertSqlStr(record.table()),
-                                         args);
+  const bool written = db->executeUpdate(statement, args);
   veqRowWritten(db, exists, written);
   return written;
 }

@@ -30,7 +30,10 @@
 //      catalogue's texts with the table's constant prepared look-up and
 //      anything else as querySyncExistDataWithSqlDb does;
 //   2. executes the table's UPDATE with the primary key appended when the
-//      record exists, its INSERT otherwise — or, with
+//      record exists (the UPDATE that leaves the key columns alone when the
+//      record's keys are exactly the values the look-up matched, which
+//      writes the same row without touching the key index), its INSERT
+//      otherwise — or, with
 //      VEQHealthWrite::kInsertOnce, leaves an existing record as it is;
 //   3. states the row outcome (row_outcome.h): inserted, updated, kept or
 //      write failed with the database's message.

@@ -18,6 +18,8 @@
 #include "collaborators/sql_literals.h"
 #include "collaborators/sync_sql_manager.h"
 #include "migration/driver.h"
+#include "migration/health_record.h"
+#include "migration/row_outcome.h"
 #include "test_support.h"
 
 namespace veq {
@@ -187,6 +189,48 @@ TEST(FastPathTest, ConstantLookupsFindWhatTheGeneralPathFinds) {
   EXPECT_FALSE(
       VEQDBManager::queryHealthRecordExistsDb(db, VEQHealthTable::kWeight, S::queryWeightExistSqlStr("200"), &pk));
   EXPECT_NE(db->lastErrorMessage().find("health_weight"), std::string::npos);
+}
+
+TEST(FastPathTest, UpdatesThatKeepTheKeysWriteWhatFullUpdatesWrite) {
+  // The same upserts on both paths; keys in forms the column converts.
+  struct Upsert {
+    std::string stamp, mac;
+    VEQValue recordStamp;
+    int64_t steps;
+    std::string recordMac = "";  // the look-up's when empty
+  };
+  const std::vector<Upsert> upserts = {
+      {"100", "AA", "100", 1}, {"100", "AA", "100", 2},    // found by equal keys
+      {"0100", "AA", "0100", 3},                           // text that the INTEGER column reads as 100
+      {"100", "AA", 100, 4},                               // the record's stamp a number, the look-up's a text
+      {"100", "AA", "100", 7, "BB"},                       // the record moves to other keys
+      {"100", "x' OR '1'='1", "100", 5}, {"100", "x' OR '1'='1", "100", 6}};  // refused: inserted twice
+  std::vector<std::string> results;
+  for (const bool straightforward : {false, true}) {
+    veqUseStraightforwardPaths(straightforward);
+    VEQFMDatabase db(":memory:");
+    ASSERT_TRUE(db.open());
+    ASSERT_TRUE(db.executeStatements(S::healthSchemaSql()));
+    std::string outcomes;
+    for (const Upsert& u : upserts) {
+      VEQHealthRecord record(VEQHealthTable::kSportItem, {{"mac_addr", u.recordMac.empty() ? u.mac : u.recordMac},
+                                                          {"serial_number", 1},
+                                                          {"day_stamp", u.recordStamp}, {"distance", 0},
+                                                          {"calories", 0}, {"active_time", 0},
+                                                          {"steps", u.steps}, {"sport_mode", 0}});
+      veqBeginRow(nullptr);
+      EXPECT_TRUE(veqUpsertHealthRecord(&db, S::querySportItemExistSqlStr(u.stamp, 1, u.mac), std::move(record)));
+      outcomes += std::string(veqOutcomeName(VEQProDBManager::lastRowReport().outcome)) + " ";
+    }
+    std::string rows = outcomes;
+    for (auto rs = db.executeQuery("SELECT * FROM health_sport_item ORDER BY pk"); rs && rs->next();)
+      rows += "\n" + VEQValue(rs->resultDictionary()).description();
+    results.push_back(rows);
+  }
+  veqUseStraightforwardPaths(false);
+  EXPECT_EQ(results[0], results[1]);
+  EXPECT_NE(results[0].find("\"mac_addr\":\"BB\""), std::string::npos) << results[0];
+  EXPECT_EQ(results[0].substr(0, results[0].find('\n')), "inserted updated updated updated updated inserted inserted ");
 }
 
 // Every table of a database, each as the text of its rows in key order.
