@@ -237,11 +237,14 @@ std::string keyKeepingUpdateSql(const Table& t) {
 // helper lifts them into bound parameters before running the query.
 std::string existsSql(TableId id, std::string_view stamp, std::optional<int64_t> serial,
                       std::string_view macAddr) {
+  // Built once per legacy row: appended in place, without temporaries.
   const Table& t = tables()[id];
-  std::string sql = "SELECT pk FROM " + std::string(t.name) + " WHERE ";
-  if (t.key.byDevice) sql += "mac_addr = '" + std::string(macAddr) + "' AND ";
-  sql += std::string(t.key.stamp) + " = '" + std::string(stamp) + "'";
-  if (t.key.bySerial) sql += " AND serial_number = " + std::to_string(serial.value_or(0));
+  std::string sql;
+  sql.reserve(96 + t.name.size() + stamp.size() + macAddr.size());
+  sql.append("SELECT pk FROM ").append(t.name).append(" WHERE ");
+  if (t.key.byDevice) sql.append("mac_addr = '").append(macAddr).append("' AND ");
+  sql.append(t.key.stamp).append(" = '").append(stamp).append("'");
+  if (t.key.bySerial) fmt::format_to(std::back_inserter(sql), " AND serial_number = {}", serial.value_or(0));
   return sql;
 }
 

@@ -57,8 +57,48 @@ VEQArray VEQProDBManager::getBaseData() {
   return base;
 }
 
+namespace {
+
+std::string normalisedTimeStamp(const std::string& oldTimeStr, int64_t currentYear);
+
+// The last normalisation of this thread: intervals come many to a stamp, and
+// the result depends only on the text, the time zone and the current year.
+struct LastNormalisation {
+  std::string oldTimeStr;
+  std::string timeZone;
+  int64_t currentYear = 0;
+  std::string result;
+  VEQDateComponents components;
+  bool valid = false;
+};
+
+thread_local LastNormalisation tLastNormalisation;
+
+}  // namespace
+
 std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTimeStr,
                                                         VEQDateComponents* dateComponents) {
+  LastNormalisation& last = tLastNormalisation;
+  const int64_t currentYear = VEQSDKUtility::currentYear();
+  std::string timeZone = VEQSDKUtility::timeZoneName();
+  if (last.valid && last.oldTimeStr == oldTimeStr && last.currentYear == currentYear && last.timeZone == timeZone) {
+    if (dateComponents != nullptr) *dateComponents = last.components;
+    return last.result;
+  }
+  last.valid = false;
+  last.result = normalisedTimeStamp(oldTimeStr, currentYear);
+  last.components = VEQSDKUtility::dateComponentsWithDateStr(last.result);
+  last.oldTimeStr = oldTimeStr;
+  last.timeZone = std::move(timeZone);
+  last.currentYear = currentYear;
+  last.valid = true;
+  if (dateComponents != nullptr) *dateComponents = last.components;
+  return last.result;
+}
+
+namespace {
+
+std::string normalisedTimeStamp(const std::string& oldTimeStr, int64_t currentYear) {
   // Thirteen or more characters hold milliseconds.
   const std::string seconds =
       oldTimeStr.size() >= 13 ? std::to_string(VEQValue(oldTimeStr).integerValue() / 1000) : oldTimeStr;
@@ -67,16 +107,16 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   int64_t year = c.year;
   if (year >= 3001) year -= 1900;
   // A year far ahead of ours is counted in the Buddhist era.
-  if (year - VEQSDKUtility::currentYear() > 500) year -= 543;
+  if (year - currentYear > 500) year -= 543;
 
   // "%04ld%02ld%02ld%02ld%02ld%02ld": negative fields keep their sign inside
   // the width, as printf does.
   const std::string text =
       fmt::format(FMT_COMPILE("{:04}{:02}{:02}{:02}{:02}{:02}"), year, c.month, c.day, c.hour, c.minute, c.second);
-  std::string result = VEQSDKUtility::timeStampFromtimeStr(text);
-  if (dateComponents != nullptr) *dateComponents = VEQSDKUtility::dateComponentsWithDateStr(result);
-  return result;
+  return VEQSDKUtility::timeStampFromtimeStr(text);
 }
+
+}  // namespace
 
 namespace {
 

@@ -15,10 +15,12 @@
 #include "collaborators/db_manager.h"
 #include "collaborators/fmdb.h"
 #include "collaborators/old_db_manager.h"
+#include "collaborators/sdk_utility.h"
 #include "collaborators/sql_literals.h"
 #include "collaborators/sync_sql_manager.h"
 #include "migration/driver.h"
 #include "migration/health_record.h"
+#include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
 #include "test_support.h"
 
@@ -231,6 +233,26 @@ TEST(FastPathTest, UpdatesThatKeepTheKeysWriteWhatFullUpdatesWrite) {
   EXPECT_EQ(results[0], results[1]);
   EXPECT_NE(results[0].find("\"mac_addr\":\"BB\""), std::string::npos) << results[0];
   EXPECT_EQ(results[0].substr(0, results[0].find('\n')), "inserted updated updated updated updated inserted inserted ");
+}
+
+TEST(FastPathTest, RememberedStampNormalisationFollowsTheZoneAndTheYear) {
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  VEQSDKUtility::setFixedNow(1717200000);  // 2024: a year 2560 is counted in the Buddhist era
+  VEQDateComponents c;
+  EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("18618595200", &c), "1483228800");
+  EXPECT_EQ(c.year, 2017);
+  EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("18618595200", nullptr), "1483228800");
+  VEQSDKUtility::setFixedNow(4115491200);  // 2100: it is not
+  EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("18618595200", &c), "18618595200");
+  EXPECT_EQ(c.year, 2560);
+
+  EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("1710460800", &c), "1710460800");
+  EXPECT_EQ(c.hour, 0);
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("Asia/Tokyo"));
+  EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("1710460800", &c), "1710460800");
+  EXPECT_EQ(c.hour, 9);
+  VEQSDKUtility::setFixedNow(std::nullopt);
+  VEQSDKUtility::setTimeZone("");
 }
 
 // Every table of a database, each as the text of its rows in key order.
