@@ -33,23 +33,12 @@
 // its refusals. healthLookupKeys gives the values the constant statement is
 // run with, nullopt when the text takes the general path.
 //
-// Keys known absent: most look-ups of a first run find nothing, so each
-// health table's keys are also kept in a Bloom filter per connection, built
-// by one scan and told of every record the upsert writes. A key the filter
-// has never seen answers "no record" without a probe; any other is looked up
-// in SQLite. The filter is rebuilt whenever the connection's change stamp
-// (fmdb.h) is not the one it is in step with, and given up for a table that
-// keeps changing behind it. Keys are compared in their canonical form (an
-// integer in decimal, a text as it is); a text for an INTEGER key column
-// that is not a plain decimal integer always goes to SQLite.
-//
 // getUpdateStrWithModel / getInsertStrWithModel derive the SET list, the
 // column list, the placeholders and the values from the model's persisted
 // properties, in property order.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -71,13 +60,6 @@ class VEQDBManager {
   static std::unique_ptr<VEQFMResultSet> executeRecordLookup(VEQFMDatabase* db, const std::string& sqlStr);
   static bool queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable table, const std::string& sqlStr,
                                         int64_t* existPk);
-  // Tells the look-ups that a record with these key values (in key-column
-  // order) was just written, `before` being the connection's change stamp
-  // taken before the write; see "Keys known absent" above.
-  // `keys` is asked only when the filter can use them; an empty list (or a
-  // value without a canonical form) leaves the filter out of step.
-  static void healthRecordWritten(VEQFMDatabase* db, VEQHealthTable table, const VEQFMDatabase::ChangeStamp& before,
-                                  const std::function<VEQArray()>& keys);
   static std::optional<VEQArray> healthLookupKeys(VEQHealthTable table, std::string_view sqlStr);
   // Look-ups refused since the process started.
   static int64_t refusedLookupCount();

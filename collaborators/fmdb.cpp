@@ -198,19 +198,8 @@ bool VEQFMDatabase::openWithFlags(int flags) {
     return false;
   }
   db_ = db;
-  static std::atomic<uint64_t> nextConnection{1};
-  connection_ = nextConnection.fetch_add(1, std::memory_order_relaxed);
   clearError();
   return true;
-}
-
-VEQFMDatabase::ChangeStamp VEQFMDatabase::changeStamp() const {
-  ChangeStamp stamp;
-  if (!db_) return stamp;
-  stamp.connection = connection_;
-  stamp.ownChanges = sqlite3_total_changes64(db_);
-  sqlite3_file_control(db_, "main", SQLITE_FCNTL_DATA_VERSION, &stamp.dataVersion);
-  return stamp;
 }
 
 bool VEQFMDatabase::close() {

@@ -175,18 +175,6 @@ class VEQFMDatabase {
 
   sqlite3* sqliteHandle() const { return db_; }
 
-  // What a cache of table contents checks before trusting itself: the
-  // connection (a serial number new at every open), the changes it made
-  // itself since it opened, and the main database's data version, which
-  // moves when another connection commits. Equal stamps: nothing was written.
-  struct ChangeStamp {
-    uint64_t connection = 0;
-    int64_t ownChanges = -1;
-    unsigned dataVersion = 0;
-    bool operator==(const ChangeStamp&) const = default;
-  };
-  ChangeStamp changeStamp() const;
-
  private:
   friend class VEQFMResultSet;
 
@@ -225,7 +213,6 @@ class VEQFMDatabase {
   int64_t failedAtMark_ = 0;
   std::string firstErrorSinceMark_;
   int64_t prepares_ = 0;
-  uint64_t connection_ = 0;
 };
 
 class VEQFMDatabaseQueue {

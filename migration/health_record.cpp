@@ -4,8 +4,6 @@
 
 #include "migration/health_record.h"
 
-#include <algorithm>
-#include <array>
 #include <stdexcept>
 #include <utility>
 
@@ -187,20 +185,6 @@ VEQArray VEQHealthRecord::takeArguments() {
 
 namespace {
 
-// Positions of each table's key columns among its record columns.
-const std::vector<size_t>& keyPositions(VEQHealthTable table) {
-  static const std::array<std::vector<size_t>, static_cast<size_t>(VEQHealthTable::kCount)> positions = [] {
-    std::array<std::vector<size_t>, static_cast<size_t>(VEQHealthTable::kCount)> all;
-    for (size_t t = 0; t < all.size(); ++t) {
-      const auto& columns = VEQSyncSqlManager::recordColumns(static_cast<VEQHealthTable>(t));
-      for (std::string_view key : VEQSyncSqlManager::keyColumns(static_cast<VEQHealthTable>(t)))
-        all[t].push_back(static_cast<size_t>(std::find(columns.begin(), columns.end(), key) - columns.begin()));
-    }
-    return all;
-  }();
-  return positions[static_cast<size_t>(table)];
-}
-
 // True when the record's key columns hold exactly the values its look-up
 // matched (same kind, same value): the stored keys equal them, so an update
 // may leave them alone. Off on the straightforward paths.
@@ -231,19 +215,9 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
   const std::string& statement = !exists                             ? sql.insertSqlStr(record.table())
                                  : keysAreTheLookups(record, existsSql) ? sql.keyKeepingUpdateSqlStr(record.table())
                                                                         : sql.updateSqlStr(record.table());
-  const bool shortLayout = record.layout() == VEQRecordLayout::kShort;
   VEQArray args = record.takeArguments();
   if (exists) args.emplace_back(pk);
-  const VEQFMDatabase::ChangeStamp before = db->changeStamp();
   const bool written = db->executeUpdate(statement, args);
-  // The key values as written; a short layout's positions differ, and its
-  // keys are left for the look-ups to find out.
-  VEQDBManager::healthRecordWritten(db, record.table(), before, [&] {
-    VEQArray keys;
-    if (!shortLayout)
-      for (size_t position : keyPositions(record.table())) keys.push_back(args[kBaseValueCount + position]);
-    return keys;
-  });
   veqRowWritten(db, exists, written);
   return written;
 }

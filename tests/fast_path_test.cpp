@@ -235,43 +235,6 @@ TEST(FastPathTest, UpdatesThatKeepTheKeysWriteWhatFullUpdatesWrite) {
   EXPECT_EQ(results[0].substr(0, results[0].find('\n')), "inserted updated updated updated updated inserted inserted ");
 }
 
-TEST(FastPathTest, KeysKnownAbsentFollowEveryWayARecordArrives) {
-  ScratchDir dir;
-  VEQFMDatabase db(dir / "new.sqlite"), other(dir / "new.sqlite");
-  ASSERT_TRUE(db.open() && other.open());
-  ASSERT_TRUE(db.executeStatements(S::healthSchemaSql()));
-  const auto upsert = [&](const std::string& mac, const VEQValue& stamp, int64_t serial) {
-    VEQHealthRecord record(VEQHealthTable::kSportItem, {{"mac_addr", mac}, {"serial_number", serial},
-                                                        {"day_stamp", stamp}, {"distance", 0}, {"calories", 0},
-                                                        {"active_time", 0}, {"steps", 0}, {"sport_mode", 0}});
-    veqBeginRow(nullptr);
-    veqUpsertHealthRecord(&db, S::querySportItemExistSqlStr(stamp.description(), serial, mac), std::move(record));
-    return std::string(veqOutcomeName(VEQProDBManager::lastRowReport().outcome));
-  };
-  EXPECT_EQ(upsert("AA", "100", 1), "inserted");
-  EXPECT_EQ(upsert("AA", "100", 1), "updated");
-  EXPECT_EQ(upsert("AA", "100", 2), "inserted");
-  // Written on this connection without the upsert, and by another connection.
-  const std::string insert = "INSERT INTO health_sport_item (mac_addr, day_stamp, serial_number) VALUES (?, ?, 1)";
-  ASSERT_TRUE(db.executeUpdate(insert, {"BB", 100}));
-  EXPECT_EQ(upsert("BB", "100", 1), "updated");
-  ASSERT_TRUE(other.executeUpdate(insert, {"CC", 100}));
-  EXPECT_EQ(upsert("CC", "100", 1), "updated");
-  // Keys whose stored form differs from their text, and kinds the column converts.
-  ASSERT_TRUE(db.executeStatements("DELETE FROM health_sport_item"));
-  EXPECT_EQ(upsert("DD", "0100", 1), "inserted");  // stored as 100
-  EXPECT_EQ(upsert("DD", "100", 1), "updated");
-  EXPECT_EQ(upsert("DD", 200, 1), "inserted");
-  EXPECT_EQ(upsert("DD", "200", 1), "updated");
-  // A table that keeps changing behind the look-ups stays right.
-  for (int i = 0; i < 12; ++i) {
-    ASSERT_TRUE(db.executeUpdate(insert, {"EE", i}));
-    EXPECT_EQ(upsert("EE", std::to_string(i), 1), "updated") << i;
-    EXPECT_EQ(upsert("EE", std::to_string(i), 2), "inserted") << i;
-  }
-  EXPECT_EQ(queryInt(&db, "SELECT count(*) FROM health_sport_item"), 2 + 2 * 12);
-}
-
 TEST(FastPathTest, RememberedStampNormalisationFollowsTheZoneAndTheYear) {
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
   VEQSDKUtility::setFixedNow(1717200000);  // 2024: a year 2560 is counted in the Buddhist era
@@ -297,9 +260,8 @@ std::vector<std::string> tableContents(const std::string& path) {
   VEQFMDatabase db(path);
   EXPECT_TRUE(db.open());
   std::vector<std::string> tables;
-  auto names = db.executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
-  while (names && names->next())
-    tables.push_back(names->stringForColumn("name"));
+  for (auto rs = db.executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name"); rs && rs->next();)
+    tables.push_back(rs->stringForColumn("name"));
   std::vector<std::string> contents;
   for (const std::string& table : tables) {
     std::string text = table + ":";
