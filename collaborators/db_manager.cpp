@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <span>
 #include <atomic>
+#include <charconv>
 #include <optional>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -100,7 +100,7 @@ const LookupShape& shapeOf(VEQHealthTable table) {
 // Reads `text` as the shape with one literal per parameter: '…' without a
 // quote inside (so no escape), or an optionally negative decimal integer
 // within 64 bits. These are the literals lifting turns into exactly these
-// values; anything else (a doubled quote, a sign, a fraction) does not
+// values; anything else (a doubled quote, a plus sign, a fraction) does not
 // match and goes the general way.
 bool matchShape(const LookupShape& shape, std::string_view text, LookupParams* params) {
   if (shape.sql.empty()) return false;
