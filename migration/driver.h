@@ -83,8 +83,8 @@ struct VEQDriverSpec {
 // The route for `tableName`, or nullptr.
 const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName);
 
-// The straightforward paths, for comparing the fast ones against them (tests,
-// the benchmark): with it on, the driver reads each legacy table whole
+// The straightforward paths, for tests that compare the fast ones against
+// them: with it on, the driver reads each legacy table whole
 // (getOneTableAllDataWithDbQueue) and health look-ups run their text through
 // VEQDBManager::querySyncExistDataWithSqlDb. Off by default; process-wide.
 void veqUseStraightforwardPaths(bool on);
