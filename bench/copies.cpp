@@ -46,24 +46,27 @@ std::string renamed(const std::string& sql, const std::string& from, const std::
 
 }  // namespace
 
-bool extractTable(const std::string& fromPath, const std::string& table, const std::string& toPath,
-                  std::string* error) {
+bool extractTables(const std::string& fromPath, const std::vector<std::string>& tables, const std::string& toPath,
+                   std::string* error) {
   auto db = freshDatabase(toPath, error);
   if (!db) return false;
   if (!db->executeUpdate("ATTACH DATABASE ? AS src", {fromPath})) return fail(*db, error);
-  std::string create;
-  if (auto rs = db->executeQuery("SELECT sql FROM src.sqlite_master WHERE type = 'table' AND name = ?", {table});
-      rs && rs->next()) {
-    create = rs->stringForColumn("sql");
+  for (const std::string& table : tables) {
+    std::string create;
+    if (auto rs = db->executeQuery("SELECT sql FROM src.sqlite_master WHERE type = 'table' AND name = ?", {table});
+        rs && rs->next()) {
+      create = rs->stringForColumn("sql");
+    }
+    if (create.empty()) {
+      *error = fmt::format("{}: no table {}", fromPath, table);
+      return false;
+    }
+    if (!(db->executeStatements(create) && db->beginTransaction() &&
+          db->executeUpdate(fmt::format("INSERT INTO main.\"{0}\" SELECT * FROM src.\"{0}\"", table)) &&
+          db->commit()))
+      return fail(*db, error);
   }
-  if (create.empty()) {
-    *error = fmt::format("{}: no table {}", fromPath, table);
-    return false;
-  }
-  return (db->executeStatements(create) && db->beginTransaction() &&
-          db->executeUpdate(fmt::format("INSERT INTO main.{0} SELECT * FROM src.{0}", table)) && db->commit() &&
-          db->executeUpdate("DETACH DATABASE src")) ||
-         fail(*db, error);
+  return db->executeUpdate("DETACH DATABASE src") || fail(*db, error);
 }
 
 bool runPlainCopy(const PlainCopy& copy, PlainCopyResult* result, std::string* error) {
@@ -71,7 +74,8 @@ bool runPlainCopy(const PlainCopy& copy, PlainCopyResult* result, std::string* e
   if (!shape.open()) return fail(shape, error);
   std::vector<std::string> schema;  // the table first, then its indexes
   auto rs = shape.executeQuery(
-      "SELECT sql FROM sqlite_master WHERE tbl_name = ? AND sql IS NOT NULL ORDER BY type = 'table' DESC",
+      "SELECT sql FROM sqlite_master WHERE tbl_name = ? AND sql IS NOT NULL AND type != 'trigger' "
+      "ORDER BY type = 'table' DESC",
       {copy.shapeTable});
   while (rs && rs->next()) schema.push_back(renamed(rs->stringForColumn("sql"), copy.shapeTable, "ref"));
   rs.reset();

@@ -1,12 +1,13 @@
 // copies.h — the benchmark's SQL-only table copies.
 //
-// extractTable makes a fresh store at `toPath` holding one table of the store
-// at `fromPath`, declared exactly as there (same CREATE statement) and with
-// the same rows, so the tool can be timed on that table alone.
+// extractTables makes a fresh store at `toPath` holding some tables of the
+// store at `fromPath`, each declared exactly as there (same CREATE
+// statement) and with the same rows, so the tool can be timed on those
+// tables alone. A table the store does not have is an error.
 //
 // plainCopy is the yardstick for the tool: in a fresh database at `refPath`
 // it creates a table "ref" declared like `shapeTable` of the database at
-// `shapePath` (same columns, same indexes), then times one
+// `shapePath` (same columns, same indexes, no triggers), then times one
 //   INSERT INTO ref(<columns after pk>) SELECT <expressions> FROM legacy.<table>
 // with the legacy store ATTACHed, inside one transaction and with the tool's
 // connection settings. The expressions are given by the caller and must
@@ -19,8 +20,8 @@
 
 namespace veq::bench {
 
-bool extractTable(const std::string& fromPath, const std::string& table, const std::string& toPath,
-                  std::string* error);
+bool extractTables(const std::string& fromPath, const std::vector<std::string>& tables, const std::string& toPath,
+                   std::string* error);
 
 struct PlainCopy {
   std::string legacyPath;

@@ -20,6 +20,7 @@
 
 #include "bench/child_process.h"
 #include "bench/copies.h"
+#include "bench/whole_store.h"
 
 namespace fs = std::filesystem;
 using veq::bench::ChildResult;
@@ -59,7 +60,7 @@ int main(int argc, char** argv) {
   std::string work = "/tmp/veq-bench", tool = siblingTool(), timeZone = "UTC";
   int days = 2900, devices = 4;
   uint64_t seed = 1;
-  bool reuse = false;
+  bool reuse = false, wholeStore = false;
   CLI::App app{"Times veq-migrate on legacy sport intervals against a plain SQL copy."};
   app.add_option("--work", work, "Working directory (fixtures and outputs)");
   app.add_option("--days", days, "Days of history per device");
@@ -68,7 +69,14 @@ int main(int argc, char** argv) {
   app.add_option("--tool", tool, "Path of veq-migrate");
   app.add_option("--time-zone", timeZone, "Time zone the tool converts legacy days in");
   app.add_flag("--reuse", reuse, "Keep fixtures already in the working directory");
+  app.add_flag("--whole-store", wholeStore,
+               "Every store of a realistic user, table by table (default 1095 days, 2 devices)");
   CLI11_PARSE(app, argc, argv);
+  if (wholeStore) {
+    const bool defaultSize = app.count("--days") == 0 && app.count("--devices") == 0;
+    return veq::bench::runWholeStore({work + "/whole-store", tool, timeZone, defaultSize ? 1095 : days,
+                                      defaultSize ? 2 : devices, seed, reuse});
+  }
 
   const fs::path dir = work, fixtures = dir / "fixtures", legacy = fixtures / "ios.sqlite";
   const fs::path items = dir / "sport_items.sqlite", migrated = dir / "migrated.sqlite";
@@ -84,13 +92,19 @@ int main(int argc, char** argv) {
     fmt::print("fixtures   {:.1f} s\n", made.seconds);
   }
   std::string error;
-  if (!veq::bench::extractTable(legacy.string(), "t_sport_item", items.string(), &error)) return fail(error);
+  if (!veq::bench::extractTables(legacy.string(), {"t_sport_item"}, items.string(), &error)) return fail(error);
 
   fs::remove(migrated);
   const ChildResult run = veq::bench::runMeasured({tool, "run", "--ios", items.string(), "--out", migrated.string(),
                                                    "--time-zone", timeZone, "--json", report.string()},
                                                   "/dev/null");
   if (run.exitStatus != 0) return fail(fmt::format("veq-migrate run exited with {}", run.exitStatus));
+
+  // Again on the migrated output: every record is found and updated.
+  const ChildResult rerun = veq::bench::runMeasured({tool, "run", "--ios", items.string(), "--out",
+                                                     migrated.string(), "--time-zone", timeZone},
+                                                    "/dev/null");
+  if (rerun.exitStatus != 0) return fail(fmt::format("second veq-migrate run exited with {}", rerun.exitStatus));
 
   veq::bench::PlainCopyResult copy;
   if (!veq::bench::runPlainCopy({items.string(), "t_sport_item", kItemExpressions, migrated.string(),
@@ -109,6 +123,8 @@ int main(int argc, char** argv) {
              rows / run.cpuSeconds, rows / copy.seconds, rows / copy.cpuSeconds);
   fmt::print("ratio tool / plain         {:.2f}x wall, {:.2f}x CPU\n", run.seconds / copy.seconds,
              run.cpuSeconds / copy.cpuSeconds);
+  fmt::print("second run                 {:.2f} s CPU, {:.2f}x the first\n", rerun.cpuSeconds,
+             rerun.cpuSeconds / run.cpuSeconds);
   fmt::print("tool peak RSS              {:.1f} MiB ({:.0f} bytes per legacy row)\n", peakMiB,
              run.peakRssKiB * 1024.0 / rows);
   return 0;

@@ -1,8 +1,11 @@
 #include "collaborators/db_manager.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <charconv>
 #include <optional>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -52,6 +55,79 @@ bool isRecordLookup(const VEQEqualityFilter& filter) {
 
 std::atomic<int64_t> gRefusedLookups{0};
 
+// A health table's constant look-up, split at its parameters: the literal
+// that replaces parameter i sits between pieces[i] and pieces[i + 1].
+struct LookupShape {
+  std::string sql;  // empty when the table has no record look-up
+  std::vector<std::string> pieces;
+};
+
+constexpr size_t kMaxLookupKeys = 3;
+using LookupParams = std::array<VEQSqlParam, kMaxLookupKeys>;
+
+LookupShape buildShape(VEQHealthTable table) {
+  LookupShape shape;
+  const std::vector<std::string_view> keys = VEQSyncSqlManager::keyColumns(table);
+  std::string sql = "SELECT pk FROM " + std::string(VEQSyncSqlManager::tableName(table)) + " WHERE ";
+  VEQArray placeholders;
+  for (size_t i = 0; i < keys.size(); ++i) {
+    if (i > 0) sql += " AND ";
+    sql += std::string(keys[i]) + " = ?";
+    placeholders.emplace_back(0);
+  }
+  // Only a statement the look-up rule accepts may run without it.
+  const std::optional<VEQEqualityFilter> filter = veqEqualityFilter({sql, placeholders}, "pk");
+  if (keys.size() > kMaxLookupKeys || !filter || !isRecordLookup(*filter)) return shape;
+  shape.sql = sql;
+  for (size_t from = 0;;) {
+    const size_t at = sql.find('?', from);
+    shape.pieces.push_back(sql.substr(from, at == std::string::npos ? std::string::npos : at - from));
+    if (at == std::string::npos) break;
+    from = at + 1;
+  }
+  return shape;
+}
+
+const LookupShape& shapeOf(VEQHealthTable table) {
+  static const std::array<LookupShape, static_cast<size_t>(VEQHealthTable::kCount)> shapes = [] {
+    std::array<LookupShape, static_cast<size_t>(VEQHealthTable::kCount)> all;
+    for (size_t t = 0; t < all.size(); ++t) all[t] = buildShape(static_cast<VEQHealthTable>(t));
+    return all;
+  }();
+  return shapes[static_cast<size_t>(table)];
+}
+
+// Reads `text` as the shape with one literal per parameter: '…' without a
+// quote inside (so no escape), or an optionally negative decimal integer
+// within 64 bits. These are the literals lifting turns into exactly these
+// values; anything else (a doubled quote, a plus sign, a fraction) does not
+// match and goes the general way.
+bool matchShape(const LookupShape& shape, std::string_view text, LookupParams* params) {
+  if (shape.sql.empty()) return false;
+  size_t at = 0;
+  for (size_t p = 0;; ++p) {
+    const std::string& piece = shape.pieces[p];
+    if (text.compare(at, piece.size(), piece) != 0) return false;
+    at += piece.size();
+    if (p + 1 == shape.pieces.size()) return at == text.size();
+    if (at < text.size() && text[at] == '\'') {
+      const size_t close = text.find('\'', at + 1);
+      if (close == std::string_view::npos) return false;
+      (*params)[p] = VEQSqlParam::text(text.substr(at + 1, close - at - 1));
+      at = close + 1;
+      continue;
+    }
+    size_t end = at < text.size() && text[at] == '-' ? at + 1 : at;
+    const size_t digitsFrom = end;
+    while (end < text.size() && text[end] >= '0' && text[end] <= '9') ++end;
+    int64_t number = 0;
+    const auto [stop, ec] = std::from_chars(text.data() + at, text.data() + end, number);
+    if (end == digitsFrom || ec != std::errc() || stop != text.data() + end) return false;
+    (*params)[p] = VEQSqlParam::integer(number);
+    at = end;
+  }
+}
+
 }  // namespace
 
 std::unique_ptr<VEQFMResultSet> VEQDBManager::executeRecordLookup(VEQFMDatabase* db, const std::string& sqlStr) {
@@ -77,6 +153,32 @@ bool VEQDBManager::querySyncExistDataWithSqlDb(VEQFMDatabase* db, const std::str
   if (!rs || !rs->next()) return false;
   if (existPk) *existPk = rs->longLongIntForColumn("pk");
   return true;
+}
+
+bool VEQDBManager::queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable table, const std::string& sqlStr,
+                                             int64_t* existPk) {
+  const LookupShape& shape = shapeOf(table);
+  LookupParams params;
+  if (!db || !matchShape(shape, sqlStr, &params)) return querySyncExistDataWithSqlDb(db, sqlStr, existPk);
+  int64_t pk = 0;
+  if (!db->queryFirstInteger(shape.sql, std::span(params).first(shape.pieces.size() - 1), &pk)) return false;
+  if (existPk) *existPk = pk;
+  return true;
+}
+
+std::optional<VEQArray> VEQDBManager::healthLookupKeys(VEQHealthTable table, std::string_view sqlStr) {
+  const LookupShape& shape = shapeOf(table);
+  LookupParams params;
+  if (!matchShape(shape, sqlStr, &params)) return std::nullopt;
+  VEQArray keys;
+  for (size_t i = 0; i + 1 < shape.pieces.size(); ++i) {
+    if (params[i].isText) {
+      keys.emplace_back(params[i].chars);
+    } else {
+      keys.emplace_back(static_cast<long long>(params[i].number));
+    }
+  }
+  return keys;
 }
 
 void VEQDBManager::getUpdateStrWithModel(const VEQModel& model, std::string* keyStr, VEQArray* updateValues) {

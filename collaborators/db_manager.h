@@ -20,6 +20,19 @@
 // refusedLookupCount(); the caller then inserts the row under its own
 // (strange) key, and no other device's record can change.
 //
+// queryHealthRecordExistsDb is querySyncExistDataWithSqlDb for the exists
+// query of a health table, as the catalogue writes it, run once per legacy
+// row. Each table's look-up is one constant statement
+//     SELECT pk FROM <table> WHERE <k1> = ? [AND <k2> = ?]…
+// over its key columns (a record look-up by construction). A text that reads
+// exactly as that statement with a literal in place of each "?" — a quoted
+// text without quotes inside, or a decimal integer — runs it with those
+// literals bound, without building or lifting anything: that is exactly the
+// statement and the values lifting the text would give. Any other text
+// (a key holding a quote, another shape) takes the general path above, with
+// its refusals. healthLookupKeys gives the values the constant statement is
+// run with, nullopt when the text takes the general path.
+//
 // getUpdateStrWithModel / getInsertStrWithModel derive the SET list, the
 // column list, the placeholders and the values from the model's persisted
 // properties, in property order.
@@ -27,12 +40,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "collaborators/fmdb.h"
 #include "collaborators/models.h"
+#include "collaborators/sync_sql_manager.h"
 #include "collaborators/value.h"
 
 namespace veq {
@@ -43,6 +58,9 @@ class VEQDBManager {
   // Runs a record look-up under the rule above; nullptr when refused or
   // when it fails.
   static std::unique_ptr<VEQFMResultSet> executeRecordLookup(VEQFMDatabase* db, const std::string& sqlStr);
+  static bool queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable table, const std::string& sqlStr,
+                                        int64_t* existPk);
+  static std::optional<VEQArray> healthLookupKeys(VEQHealthTable table, std::string_view sqlStr);
   // Look-ups refused since the process started.
   static int64_t refusedLookupCount();
   // The key columns a record of a new table is looked up by, sorted; empty

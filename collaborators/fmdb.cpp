@@ -63,8 +63,8 @@ std::string columnText(sqlite3_stmt* stmt, int index) {
 // ---------------------------------------------------------------------------
 // VEQFMResultSet
 
-VEQFMResultSet::VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, std::string sql)
-    : db_(db), stmt_(stmt), sql_(std::move(sql)) {
+VEQFMResultSet::VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, void* entry)
+    : db_(db), stmt_(stmt), entry_(entry) {
   db_->openResultSets_.insert(this);
 }
 
@@ -73,7 +73,7 @@ VEQFMResultSet::~VEQFMResultSet() { close(); }
 void VEQFMResultSet::close() {
   if (!stmt_) return;
   db_->openResultSets_.erase(this);
-  db_->releaseStatement(stmt_, sql_);
+  db_->releaseStatement(stmt_, static_cast<VEQFMDatabase::CacheEntry*>(entry_));
   stmt_ = nullptr;
 }
 
@@ -172,6 +172,10 @@ std::shared_ptr<VEQFMDatabase> VEQFMDatabase::databaseWithPath(std::string path)
   return std::make_shared<VEQFMDatabase>(std::move(path));
 }
 
+bool VEQFMDatabase::disableMemoryStatistics() {
+  return sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK;
+}
+
 bool VEQFMDatabase::open() { return openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE); }
 
 bool VEQFMDatabase::openWithFlags(int flags) {
@@ -245,7 +249,8 @@ void VEQFMDatabase::setMaxCachedStatements(size_t n) {
 
 // Hands out the cached statement for `sql`, or a fresh one when it is not
 // cached or is held by an open result set. Null on failure (error recorded).
-sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql) {
+sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry** entry) {
+  *entry = nullptr;
   if (!db_) {
     recordError("The database is not open.", SQLITE_MISUSE);
     return nullptr;
@@ -254,6 +259,7 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql) {
   if (found != cache_.end() && !found->second.inUse) {
     found->second.inUse = true;
     lru_.splice(lru_.begin(), lru_, found->second.lru);
+    *entry = &found->second;
     return found->second.stmt;
   }
   const bool cacheIt = found == cache_.end() && maxCached_ > 0;
@@ -269,27 +275,26 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql) {
   }
   if (cacheIt) {
     lru_.emplace_front(sql);
-    cache_.emplace(lru_.front(), CacheEntry{stmt, lru_.begin(), true});
+    *entry = &cache_.emplace(lru_.front(), CacheEntry{stmt, lru_.begin(), true}).first->second;
     setMaxCachedStatements(maxCached_);
   }
   return stmt;
 }
 
-void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, std::string_view sql) {
-  auto found = cache_.find(sql);
-  if (found == cache_.end() || found->second.stmt != stmt) {
+// Entries stay where they are while in use (eviction skips them), so the
+// entry found at acquisition is still the statement's.
+void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, CacheEntry* entry) {
+  if (entry == nullptr) {
     sqlite3_finalize(stmt);
     return;
   }
   sqlite3_reset(stmt);
-  sqlite3_clear_bindings(stmt);
-  found->second.inUse = false;
-  setMaxCachedStatements(maxCached_);
+  entry->inUse = false;
+  if (cache_.size() > maxCached_) setMaxCachedStatements(maxCached_);
 }
 
-bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool argsOutliveUse) {
+bool VEQFMDatabase::checkArgumentCount(sqlite3_stmt* stmt, int given) {
   const int parameters = sqlite3_bind_parameter_count(stmt);
-  const int given = static_cast<int>(args.size());
   bool countOk = given <= parameters;
   for (int i = given + 1; countOk && i <= parameters; ++i) countOk = isNumberedParameter(stmt, i);
   if (!countOk) {
@@ -298,8 +303,18 @@ bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool
                 SQLITE_RANGE);
     return false;
   }
+  // A cached statement keeps its last bindings; parameters this call leaves
+  // out must read NULL.
+  if (given < parameters) sqlite3_clear_bindings(stmt);
+  return true;
+}
+
+bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool argsOutliveUse) {
+  const int given = static_cast<int>(args.size());
+  if (!checkArgumentCount(stmt, given)) return false;
   for (int i = 0; i < given; ++i) {
-    const int rc = bindValue(stmt, i + 1, args[static_cast<size_t>(i)], argsOutliveUse ? SQLITE_STATIC : SQLITE_TRANSIENT);
+    const int rc =
+        bindValue(stmt, i + 1, args[static_cast<size_t>(i)], argsOutliveUse ? SQLITE_STATIC : SQLITE_TRANSIENT);
     if (rc != SQLITE_OK) {
       recordError(sqlite3_errmsg(db_), rc);
       return false;
@@ -309,7 +324,8 @@ bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool
 }
 
 bool VEQFMDatabase::executeUpdate(std::string_view sql, const VEQArray& args) {
-  sqlite3_stmt* stmt = acquireStatement(sql);
+  CacheEntry* entry = nullptr;
+  sqlite3_stmt* stmt = acquireStatement(sql, &entry);
   if (!stmt) return false;
   bool ok = bindArguments(stmt, args, /*argsOutliveUse=*/true);
   if (ok) {
@@ -319,18 +335,50 @@ bool VEQFMDatabase::executeUpdate(std::string_view sql, const VEQArray& args) {
     ok = rc == SQLITE_DONE;
     if (!ok) recordError(sqlite3_errmsg(db_), rc);
   }
-  releaseStatement(stmt, sql);
+  releaseStatement(stmt, entry);
   if (ok) clearError();
   return ok;
 }
 
 std::unique_ptr<VEQFMResultSet> VEQFMDatabase::executeQuery(std::string_view sql, const VEQArray& args) {
-  sqlite3_stmt* stmt = acquireStatement(sql);
+  CacheEntry* entry = nullptr;
+  sqlite3_stmt* stmt = acquireStatement(sql, &entry);
   if (!stmt) return nullptr;
-  std::unique_ptr<VEQFMResultSet> rs(new VEQFMResultSet(this, stmt, std::string(sql)));
+  std::unique_ptr<VEQFMResultSet> rs(new VEQFMResultSet(this, stmt, entry));
   if (!bindArguments(stmt, args, /*argsOutliveUse=*/false)) return nullptr;  // rs releases the statement
   clearError();
   return rs;
+}
+
+bool VEQFMDatabase::queryFirstInteger(std::string_view sql, std::span<const VEQSqlParam> params, int64_t* value) {
+  CacheEntry* entry = nullptr;
+  sqlite3_stmt* stmt = acquireStatement(sql, &entry);
+  if (!stmt) return false;
+  const int given = static_cast<int>(params.size());
+  bool ok = checkArgumentCount(stmt, given);
+  for (int i = 0; ok && i < given; ++i) {
+    const VEQSqlParam& p = params[static_cast<size_t>(i)];
+    const int rc = p.isText ? sqlite3_bind_text64(stmt, i + 1, p.chars.data(), p.chars.size(), SQLITE_STATIC,
+                                                  SQLITE_UTF8)
+                            : sqlite3_bind_int64(stmt, i + 1, p.number);
+    if (rc != SQLITE_OK) {
+      recordError(sqlite3_errmsg(db_), rc);
+      ok = false;
+    }
+  }
+  bool found = false;
+  if (ok) {
+    clearError();
+    const int rc = sqlite3_step(stmt);
+    found = rc == SQLITE_ROW;
+    if (found) {
+      *value = sqlite3_column_int64(stmt, 0);
+    } else if (rc != SQLITE_DONE) {
+      recordError(sqlite3_errmsg(db_), rc);
+    }
+  }
+  releaseStatement(stmt, entry);
+  return found;
 }
 
 bool VEQFMDatabase::executeStatements(std::string_view sql) {

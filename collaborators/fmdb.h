@@ -21,6 +21,15 @@
 //     is kept in lastErrorMessage() (and in firstErrorSinceMark() when it is
 //     the first since markErrors()), and failedStatementCount() counts it.
 //
+//   * queryFirstInteger(sql, params, &value) is the lean form of a one-value
+//     look-up (executeQuery, next, read column 0 as an integer) for
+//     statements run once per legacy row: no result set object, texts bound
+//     without a copy, and the statement goes straight back to the cache.
+//     The parameters must be exactly as many as the statement's.
+//   * Bindings are cleared only when a call binds fewer values than the
+//     statement has parameters (the numbered ones left NULL); a call that
+//     rebinds every parameter does not pay for clearing them.
+//
 // VEQFMResultSet steps a query; it releases its statement back to the cache
 // when closed or destroyed. Column look-ups by name are case-insensitive.
 //
@@ -44,6 +53,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -57,6 +67,17 @@ struct sqlite3_stmt;
 namespace veq {
 
 class VEQFMDatabase;
+
+// One parameter of VEQFMDatabase::queryFirstInteger: a text, bound without
+// a copy (its bytes must stay valid during the call), or an integer.
+struct VEQSqlParam {
+  static VEQSqlParam text(std::string_view chars) { return {true, chars, 0}; }
+  static VEQSqlParam integer(int64_t value) { return {false, {}, value}; }
+  bool isText;
+  std::string_view chars;
+  int64_t number;
+  bool operator==(const VEQSqlParam&) const = default;
+};
 
 class VEQFMResultSet {
  public:
@@ -86,11 +107,11 @@ class VEQFMResultSet {
 
  private:
   friend class VEQFMDatabase;
-  VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, std::string sql);
+  VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, void* entry);
 
   VEQFMDatabase* db_;
   sqlite3_stmt* stmt_;
-  std::string sql_;
+  void* entry_;  // the statement's cache entry (VEQFMDatabase::CacheEntry), or null
 };
 
 class VEQFMDatabase {
@@ -101,6 +122,11 @@ class VEQFMDatabase {
   VEQFMDatabase& operator=(const VEQFMDatabase&) = delete;
 
   static std::shared_ptr<VEQFMDatabase> databaseWithPath(std::string path);
+  // Turns SQLite's process-wide memory statistics off: they take a lock and
+  // update counters on every allocation, several per migrated row. Only
+  // before SQLite is first used in the process (a later call changes
+  // nothing and returns false); for programs that never read them.
+  static bool disableMemoryStatistics();
 
   const std::string& databasePath() const { return path_; }
 
@@ -115,6 +141,9 @@ class VEQFMDatabase {
 
   bool executeUpdate(std::string_view sql, const VEQArray& args = {});
   std::unique_ptr<VEQFMResultSet> executeQuery(std::string_view sql, const VEQArray& args = {});
+  // True, with the first column of the first row in *value, when the query
+  // yields a row; false when it yields none or fails (error kept as above).
+  bool queryFirstInteger(std::string_view sql, std::span<const VEQSqlParam> params, int64_t* value);
   // Runs several ';'-separated statements without arguments (schema scripts).
   bool executeStatements(std::string_view sql);
 
@@ -149,8 +178,14 @@ class VEQFMDatabase {
  private:
   friend class VEQFMResultSet;
 
-  sqlite3_stmt* acquireStatement(std::string_view sql);
-  void releaseStatement(sqlite3_stmt* stmt, std::string_view sql);
+  struct CacheEntry;
+  // `entry` receives the statement's cache entry, or nullptr when the
+  // statement is not cached (then releasing it finalizes it).
+  sqlite3_stmt* acquireStatement(std::string_view sql, CacheEntry** entry);
+  void releaseStatement(sqlite3_stmt* stmt, CacheEntry* entry);
+  // Checks the count rule for `given` values; clears stale bindings when
+  // fewer than all parameters will be bound.
+  bool checkArgumentCount(sqlite3_stmt* stmt, int given);
   bool bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool argsOutliveUse);
   void recordError(std::string message, int code);
   void clearError();

@@ -143,23 +143,29 @@ VEQOldDBManager& VEQOldDBManager::shareInstance() {
   return instance;
 }
 
-std::vector<VEQDict> VEQOldDBManager::getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,
-                                                                     const std::string& tableName) {
-  std::vector<VEQDict> rows;
+void VEQOldDBManager::forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
+                                            const std::function<bool(const VEQDict& row)>& each) {
   VEQFMDatabase* db = openDatabase(dbQueue);
-  if (!db || !tableExists(db, tableName)) return rows;
+  if (!db || !tableExists(db, tableName)) return;
   auto rs = db->executeQuery("SELECT * FROM " + sqlIdentifier(tableName));
-  if (!rs) return rows;
+  if (!rs) return;
   const int columns = rs->columnCount();
   auto keys = std::make_shared<VEQDict::Keys>();
   for (int i = 0; i < columns; ++i) keys->push_back(rs->columnName(i));
-  const std::shared_ptr<const VEQDict::Keys> shared = std::move(keys);
+  VEQDict row(std::move(keys), {});
   while (rs->next()) {
-    std::vector<VEQValue> values;
-    values.reserve(static_cast<size_t>(columns));
-    for (int i = 0; i < columns; ++i) values.push_back(rs->objectForColumnIndex(i));
-    rows.emplace_back(shared, std::move(values));
+    for (int i = 0; i < columns; ++i) row.valueAt(static_cast<size_t>(i)) = rs->objectForColumnIndex(i);
+    if (!each(row)) return;
   }
+}
+
+std::vector<VEQDict> VEQOldDBManager::getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,
+                                                                     const std::string& tableName) {
+  std::vector<VEQDict> rows;
+  forEachRowWithDbQueue(dbQueue, tableName, [&rows](const VEQDict& row) {
+    rows.push_back(row);  // copies the values; the key list stays shared
+    return true;
+  });
   return rows;
 }
 

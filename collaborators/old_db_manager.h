@@ -11,6 +11,13 @@
 // → text of its bytes, NULL → the null value (so it reads like a missing
 // column). A missing or empty table gives an empty list, never a failure.
 //
+// forEachRowWithDbQueue: the same rows, values and rules, read one at a time
+// into one reused row: `each` sees the row only during its call (copy it to
+// keep it) and returns false to stop reading. A table of a million rows then
+// costs one row of memory instead of the list. The read keeps a statement of
+// the legacy database open while `each` runs; `each` may query the store
+// (counts) but must not write the table being read.
+//
 // getOneTableCountWithDbQueue: the number of rows a query yields, 0 when the
 // query fails. Item counts are asked once per day row of tables that may
 // hold a million items, so a query of the shape
@@ -33,6 +40,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -47,6 +55,8 @@ class VEQOldDBManager {
 
   static std::vector<VEQDict> getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,
                                                              const std::string& tableName);
+  static void forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
+                                    const std::function<bool(const VEQDict& row)>& each);
   static int64_t getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue,
                                              const std::string& tableName,
                                              const std::string& sqlStr);

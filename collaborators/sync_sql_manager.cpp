@@ -216,15 +216,35 @@ std::string updateSql(const Table& t) {
   return "UPDATE " + std::string(t.name) + " SET " + joined(sets, ", ") + " WHERE pk = " + b.pk;
 }
 
+// The UPDATE of a record found by its keys, leaving the key columns (which
+// already hold those keys) and their index alone. Numbered parameters, so
+// the update's argument list binds as it is; "" for a table with a short
+// layout, whose parameters shift with the layout.
+std::string keyKeepingUpdateSql(const Table& t) {
+  if (t.shortLayout) return "";
+  const std::vector<Column> columns = allColumns(t);
+  std::vector<std::string> sets;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const std::string_view name = columns[i].name;
+    const bool key = (t.key.byDevice && name == "mac_addr") || name == t.key.stamp ||
+                     (t.key.bySerial && name == "serial_number");
+    if (!key) sets.push_back(std::string(name) + " = " + param(i + 1));
+  }
+  return "UPDATE " + std::string(t.name) + " SET " + joined(sets, ", ") + " WHERE pk = " + param(columns.size() + 1);
+}
+
 // Keys are pasted between single quotes as they stand; the new-database
 // helper lifts them into bound parameters before running the query.
 std::string existsSql(TableId id, std::string_view stamp, std::optional<int64_t> serial,
                       std::string_view macAddr) {
+  // Built once per legacy row: appended in place, without temporaries.
   const Table& t = tables()[id];
-  std::string sql = "SELECT pk FROM " + std::string(t.name) + " WHERE ";
-  if (t.key.byDevice) sql += "mac_addr = '" + std::string(macAddr) + "' AND ";
-  sql += std::string(t.key.stamp) + " = '" + std::string(stamp) + "'";
-  if (t.key.bySerial) sql += " AND serial_number = " + std::to_string(serial.value_or(0));
+  std::string sql;
+  sql.reserve(96 + t.name.size() + stamp.size() + macAddr.size());
+  sql.append("SELECT pk FROM ").append(t.name).append(" WHERE ");
+  if (t.key.byDevice) sql.append("mac_addr = '").append(macAddr).append("' AND ");
+  sql.append(t.key.stamp).append(" = '").append(stamp).append("'");
+  if (t.key.bySerial) fmt::format_to(std::back_inserter(sql), " AND serial_number = {}", serial.value_or(0));
   return sql;
 }
 
@@ -254,6 +274,7 @@ std::string schemaSql(const Table& t) {
 struct VEQSyncSqlManager::Statements {
   std::array<std::string, kTableCount> insert;
   std::array<std::string, kTableCount> update;
+  std::array<std::string, kTableCount> keyKeepingUpdate;
 };
 
 VEQSyncSqlManager::VEQSyncSqlManager() = default;
@@ -269,6 +290,7 @@ const VEQSyncSqlManager::Statements& VEQSyncSqlManager::s() const {
     for (size_t id = 0; id < kTableCount; ++id) {
       built.insert[id] = insertSql(tables()[id]);
       built.update[id] = updateSql(tables()[id]);
+      built.keyKeepingUpdate[id] = keyKeepingUpdateSql(tables()[id]);
     }
     return built;
   }();
@@ -347,6 +369,9 @@ const std::string& VEQSyncSqlManager::insertSqlStr(VEQHealthTable table) const {
 }
 const std::string& VEQSyncSqlManager::updateSqlStr(VEQHealthTable table) const {
   return s().update[static_cast<size_t>(table)];
+}
+const std::string& VEQSyncSqlManager::keyKeepingUpdateSqlStr(VEQHealthTable table) const {
+  return s().keyKeepingUpdate[static_cast<size_t>(table)];
 }
 
 std::string_view VEQSyncSqlManager::tableName(VEQHealthTable table) { return tables()[static_cast<size_t>(table)].name; }

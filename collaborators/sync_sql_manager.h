@@ -76,6 +76,10 @@ class VEQSyncSqlManager {
   // these, one per table and statement.
   const std::string& insertSqlStr(VEQHealthTable table) const;
   const std::string& updateSqlStr(VEQHealthTable table) const;
+  // The update with the same arguments that leaves the key columns as they
+  // are, for a record whose keys are known to equal the record's own: it
+  // does not touch the key index. "" for the GPS tables.
+  const std::string& keyKeepingUpdateSqlStr(VEQHealthTable table) const;
   static std::string_view tableName(VEQHealthTable table);
   // The record's own columns (after the six base columns) in binding order.
   static const std::vector<std::string_view>& recordColumns(VEQHealthTable table);

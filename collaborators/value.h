@@ -108,6 +108,8 @@ class VEQDict {
   bool empty() const { return values_.empty(); }
   const std::string& keyAt(size_t i) const { return (*keys_)[i]; }
   const VEQValue& valueAt(size_t i) const { return values_[i]; }
+  // In-place access for a reader that refills one row per legacy row.
+  VEQValue& valueAt(size_t i) { return values_[i]; }
 
   // Typed reads of one key, with the platform's conversions.
   int64_t integerForKey(std::string_view key) const { return (*this)[key].integerValue(); }

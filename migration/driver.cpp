@@ -3,12 +3,27 @@
 #include "migration/driver.h"
 
 #include <stdexcept>
-#include <vector>
 
 #include "collaborators/old_db_manager.h"
 #include "migration/row_outcome.h"
 
 namespace veq {
+namespace {
+
+bool gStraightforward = false;
+
+void forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName,
+                      const std::function<bool(const VEQDict& row)>& each) {
+  if (!gStraightforward) return VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, each);
+  for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName))
+    if (!each(row)) return;
+}
+
+}  // namespace
+
+void veqUseStraightforwardPaths(bool on) { gStraightforward = on; }
+
+bool veqStraightforwardPaths() { return gStraightforward; }
 
 const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName) {
   for (const VEQDriverRoute& route : driver.routes) {
@@ -34,15 +49,16 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   VEQProDBManager::setCurrentDateStr("");
   VEQProDBManager::setSerialNumber(0);
 
+  // Rows are read one at a time into one reused row, so a table of a million
+  // rows migrates in the memory of one; the row lives through its report.
   if (tableName == driver.acknowledgedTable) {
-    const std::vector<VEQDict> rows = VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName);
-    if (callback) {
-      for (const VEQDict& row : rows) {
-        veqBeginRow(&row);
-        veqKeepRow();
-        callback(tableName, nullptr, true);
-      }
-    }
+    if (!callback) return;
+    forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
+      veqBeginRow(&row);
+      veqKeepRow();
+      callback(tableName, nullptr, true);
+      return true;
+    });
     return;
   }
 
@@ -50,36 +66,33 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   // so capturing by reference is safe.
   bool result = true;
   dbQueue->inTransaction([&](VEQFMDatabase* db, bool* /*rollback*/) {
-    const std::vector<VEQDict> rows = VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName);
-    if (rows.empty()) return;
-
-    if (!db->open()) {
-      if (driver.onOpenFailure == VEQOpenFailure::kReportNothing) {
-        result = false;
-        return;
-      }
-      if (callback) {
-        for (const VEQDict& row : rows) {
-          veqBeginRow(&row);
-          veqRowFailed("the new database is not open");
-          callback(tableName, db, result);
+    // Settled at the first row: a table without rows never opens the database.
+    bool firstRow = true;
+    bool opened = false;
+    const VEQDriverRoute* route = nullptr;
+    forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
+      if (firstRow) {
+        firstRow = false;
+        opened = db->open();
+        if (!opened && driver.onOpenFailure == VEQOpenFailure::kReportNothing) {
+          result = false;
+          return false;
         }
+        route = opened ? veqFindRoute(driver, tableName) : nullptr;
+        if (opened && route == nullptr) return false;
       }
-      return;
-    }
-
-    const VEQDriverRoute* route = veqFindRoute(driver, tableName);
-    if (route == nullptr) return;
-
-    for (const VEQDict& row : rows) {
       veqBeginRow(&row);
-      {
+      if (!opened) {
+        if (!callback) return false;
+        veqRowFailed("the new database is not open");
+      } else {
         // The row's conversion and all its temporaries end here, before the
         // report, so a long table migrates in bounded memory.
         result = route->convert(row, oldQueue, db);
       }
       if (callback) callback(tableName, db, result);
-    }
+      return true;
+    });
   });
 }
 

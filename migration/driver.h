@@ -20,10 +20,15 @@
 //   1. empty name → callback(name, nullptr, true) and stop; run state kept.
 //   2. reset the run state (currentDateStr "", serialNumber 0).
 //   3. acknowledged table → report each legacy row as above and stop.
-//   4. otherwise, inside one transaction of dbQueue: read all legacy rows;
-//      none → stop; database does not open → onOpenFailure; no route → stop;
-//      else convert each row in list order, keep its result in the result
+//   4. otherwise, inside one transaction of dbQueue: read the legacy rows in
+//      stored order; none → stop; database does not open → onOpenFailure;
+//      no route → stop; else convert each row, keep its result in the result
 //      flag and report (name, db, flag). A NO does not stop the loop.
+//
+// Rows are read one at a time into one reused row
+// (VEQOldDBManager::forEachRowWithDbQueue), never as a list: memory does not
+// grow with the legacy table. The row a report points at is valid during
+// its callback only.
 //
 // Row outcomes (row_outcome.h): before each row's conversion the report is
 // reset to that row; acknowledged rows are reported "kept", and rows of a
@@ -77,6 +82,13 @@ struct VEQDriverSpec {
 
 // The route for `tableName`, or nullptr.
 const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName);
+
+// The straightforward paths, for tests that compare the fast ones against
+// them: with it on, the driver reads each legacy table whole
+// (getOneTableAllDataWithDbQueue) and health look-ups run their text through
+// VEQDBManager::querySyncExistDataWithSqlDb. Off by default; process-wide.
+void veqUseStraightforwardPaths(bool on);
+bool veqStraightforwardPaths();
 
 // Runs one driver call as described above.
 void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQFMDatabaseQueue* dbQueue,

@@ -11,6 +11,7 @@
 
 #include "collaborators/db_manager.h"
 #include "collaborators/sdk_utility.h"
+#include "migration/driver.h"
 #include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
 
@@ -56,8 +57,48 @@ VEQArray VEQProDBManager::getBaseData() {
   return base;
 }
 
+namespace {
+
+std::string normalisedTimeStamp(const std::string& oldTimeStr, int64_t currentYear);
+
+// The last normalisation of this thread: intervals come many to a stamp, and
+// the result depends only on the text, the time zone and the current year.
+struct LastNormalisation {
+  std::string oldTimeStr;
+  std::string timeZone;
+  int64_t currentYear = 0;
+  std::string result;
+  VEQDateComponents components;
+  bool valid = false;
+};
+
+thread_local LastNormalisation tLastNormalisation;
+
+}  // namespace
+
 std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTimeStr,
                                                         VEQDateComponents* dateComponents) {
+  LastNormalisation& last = tLastNormalisation;
+  const int64_t currentYear = VEQSDKUtility::currentYear();
+  std::string timeZone = VEQSDKUtility::timeZoneName();
+  if (last.valid && last.oldTimeStr == oldTimeStr && last.currentYear == currentYear && last.timeZone == timeZone) {
+    if (dateComponents != nullptr) *dateComponents = last.components;
+    return last.result;
+  }
+  last.valid = false;
+  last.result = normalisedTimeStamp(oldTimeStr, currentYear);
+  last.components = VEQSDKUtility::dateComponentsWithDateStr(last.result);
+  last.oldTimeStr = oldTimeStr;
+  last.timeZone = std::move(timeZone);
+  last.currentYear = currentYear;
+  last.valid = true;
+  if (dateComponents != nullptr) *dateComponents = last.components;
+  return last.result;
+}
+
+namespace {
+
+std::string normalisedTimeStamp(const std::string& oldTimeStr, int64_t currentYear) {
   // Thirteen or more characters hold milliseconds.
   const std::string seconds =
       oldTimeStr.size() >= 13 ? std::to_string(VEQValue(oldTimeStr).integerValue() / 1000) : oldTimeStr;
@@ -66,16 +107,16 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   int64_t year = c.year;
   if (year >= 3001) year -= 1900;
   // A year far ahead of ours is counted in the Buddhist era.
-  year = veqBuddhistEraCorrected(year);
+  year = veqBuddhistEraCorrected(year, currentYear);
 
   // "%04ld%02ld%02ld%02ld%02ld%02ld": negative fields keep their sign inside
   // the width, as printf does.
   const std::string text =
       fmt::format(FMT_COMPILE("{:04}{:02}{:02}{:02}{:02}{:02}"), year, c.month, c.day, c.hour, c.minute, c.second);
-  std::string result = VEQSDKUtility::timeStampFromtimeStr(text);
-  if (dateComponents != nullptr) *dateComponents = VEQSDKUtility::dateComponentsWithDateStr(result);
-  return result;
+  return VEQSDKUtility::timeStampFromtimeStr(text);
 }
+
+}  // namespace
 
 namespace {
 
@@ -142,8 +183,8 @@ VEQArray VEQHealthRecord::takeArguments() {
   return std::move(values_);
 }
 
-int64_t veqBuddhistEraCorrected(int64_t year) {
-  return veqWrappingSubtract(year, VEQSDKUtility::currentYear()) > 500 ? veqWrappingSubtract(year, 543) : year;
+int64_t veqBuddhistEraCorrected(int64_t year, int64_t currentYear) {
+  return veqWrappingSubtract(year, currentYear) > 500 ? veqWrappingSubtract(year, 543) : year;
 }
 
 int64_t veqSleepStartStamp(int64_t dayStamp, int64_t endHour, int64_t endMinute, int64_t totalMinutes) {
@@ -155,19 +196,41 @@ int64_t veqSleepStartStamp(int64_t dayStamp, int64_t endHour, int64_t endMinute,
                         veqWrappingSubtract(dayStamp, kSecondsPerDay));
 }
 
+namespace {
+
+// True when the record's key columns hold exactly the values its look-up
+// matched (same kind, same value): the stored keys equal them, so an update
+// may leave them alone. Off on the straightforward paths.
+bool keysAreTheLookups(const VEQHealthRecord& record, const std::string& existsSql) {
+  if (veqStraightforwardPaths() || VEQSyncSqlManager::shareInstance().keyKeepingUpdateSqlStr(record.table()).empty())
+    return false;
+  const std::optional<VEQArray> keys = VEQDBManager::healthLookupKeys(record.table(), existsSql);
+  const std::vector<std::string_view> columns = VEQSyncSqlManager::keyColumns(record.table());
+  if (!keys || keys->size() != columns.size()) return false;
+  for (size_t i = 0; i < columns.size(); ++i)
+    if (!(record[columns[i]] == (*keys)[i])) return false;
+  return true;
+}
+
+}  // namespace
+
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write) {
   int64_t pk = 0;
-  const bool exists = VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk);
+  const bool exists = veqStraightforwardPaths()
+                          ? VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk)
+                          : VEQDBManager::queryHealthRecordExistsDb(db, record.table(), existsSql, &pk);
   if (exists && write == VEQHealthWrite::kInsertOnce) {
     veqKeepRow();
     return true;
   }
   const VEQSyncSqlManager& sql = VEQSyncSqlManager::shareInstance();
+  const std::string& statement = !exists                             ? sql.insertSqlStr(record.table())
+                                 : keysAreTheLookups(record, existsSql) ? sql.keyKeepingUpdateSqlStr(record.table())
+                                                                        : sql.updateSqlStr(record.table());
   VEQArray args = record.takeArguments();
   if (exists) args.emplace_back(pk);
-  const bool written = db->executeUpdate(exists ? sql.updateSqlStr(record.table()) : sql.insertSqlStr(record.table()),
-                                         args);
+  const bool written = db->executeUpdate(statement, args);
   veqRowWritten(db, exists, written);
   return written;
 }

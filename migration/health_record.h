@@ -26,9 +26,14 @@
 //
 // veqUpsertHealthRecord writes one record:
 //   1. runs `existsSql` (a query selecting "pk" of at most one record)
-//      through VEQDBManager::querySyncExistDataWithSqlDb;
+//      through VEQDBManager::queryHealthRecordExistsDb, which answers the
+//      catalogue's texts with the table's constant prepared look-up and
+//      anything else as querySyncExistDataWithSqlDb does;
 //   2. executes the table's UPDATE with the primary key appended when the
-//      record exists, its INSERT otherwise — or, with
+//      record exists (the UPDATE that leaves the key columns alone when the
+//      record's keys are exactly the values the look-up matched, which
+//      writes the same row without touching the key index), its INSERT
+//      otherwise — or, with
 //      VEQHealthWrite::kInsertOnce, leaves an existing record as it is;
 //   3. states the row outcome (row_outcome.h): inserted, updated, kept or
 //      write failed with the database's message.
@@ -47,6 +52,7 @@
 #include <utility>
 
 #include "collaborators/fmdb.h"
+#include "collaborators/sdk_utility.h"
 #include "collaborators/sync_sql_manager.h"
 #include "collaborators/value.h"
 
@@ -96,7 +102,7 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
 // A year more than 500 years ahead of the current year was counted in the
 // Buddhist era (phones set to that calendar stored it so): it loses 543.
 // Exactly 500 ahead, or less, stays. Wrapping arithmetic, as below.
-int64_t veqBuddhistEraCorrected(int64_t year);
+int64_t veqBuddhistEraCorrected(int64_t year, int64_t currentYear = VEQSDKUtility::currentYear());
 
 // When a sleep of `totalMinutes` that ended at `endHour`:`endMinute` of the
 // day starting at `dayStamp` began, in seconds since 1970: on that day when
