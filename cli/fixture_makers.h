@@ -42,9 +42,6 @@ inline FixtureValueMaker deviceMac() {
 inline FixtureValueMaker userId() {
   return [](Ctx& c) { return VEQValue(c.device.userId); };
 }
-inline FixtureValueMaker androidId() {
-  return [](Ctx& c) { return VEQValue(c.device.androidId); };
-}
 inline FixtureValueMaker dayDate() {
   return [](Ctx& c) { return VEQValue(c.day->ymd); };
 }
