@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "collaborators/key_marks.h"
 #include "collaborators/sql_literals.h"
 #include "collaborators/sync_sql_manager.h"
 
@@ -160,8 +161,10 @@ bool VEQDBManager::queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable t
   const LookupShape& shape = shapeOf(table);
   LookupParams params;
   if (!db || !matchShape(shape, sqlStr, &params)) return querySyncExistDataWithSqlDb(db, sqlStr, existPk);
+  const std::span<const VEQSqlParam> keys = std::span(params).first(shape.pieces.size() - 1);
+  if (veqKeysAboveMark(db, table, keys)) return false;  // above every key the table holds
   int64_t pk = 0;
-  if (!db->queryFirstInteger(shape.sql, std::span(params).first(shape.pieces.size() - 1), &pk)) return false;
+  if (!db->queryFirstInteger(shape.sql, keys, &pk)) return false;
   if (existPk) *existPk = pk;
   return true;
 }

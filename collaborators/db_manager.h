@@ -30,8 +30,11 @@
 // literals bound, without building or lifting anything: that is exactly the
 // statement and the values lifting the text would give. Any other text
 // (a key holding a quote, another shape) takes the general path above, with
-// its refusals. healthLookupKeys gives the values the constant statement is
-// run with, nullopt when the text takes the general path.
+// its refusals. Before the constant statement runs, the key marks
+// (key_marks.h) may answer "no record" for keys above every key the table
+// holds for the device, which is what the statement would find.
+// healthLookupKeys gives the values the constant statement is run with,
+// nullopt when the text takes the general path.
 //
 // getUpdateStrWithModel / getInsertStrWithModel derive the SET list, the
 // column list, the placeholders and the values from the model's persisted

@@ -206,6 +206,7 @@ bool VEQFMDatabase::close() {
   if (!db_) return true;
   while (!openResultSets_.empty()) (*openResultSets_.begin())->close();
   finalizeAll();
+  transactionCache_.reset();
   const int rc = sqlite3_close_v2(db_);
   db_ = nullptr;
   return rc == SQLITE_OK;
@@ -284,6 +285,8 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry**
 // Entries stay where they are while in use (eviction skips them), so the
 // entry found at acquisition is still the statement's.
 void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, CacheEntry* entry) {
+  // Outside a transaction now: what the transaction cache knew may be stale.
+  if (transactionCache_.has_value() && (db_ == nullptr || sqlite3_get_autocommit(db_))) transactionCache_.reset();
   if (entry == nullptr) {
     sqlite3_finalize(stmt);
     return;
@@ -405,6 +408,8 @@ bool VEQFMDatabase::isInTransaction() const { return db_ && !sqlite3_get_autocom
 int64_t VEQFMDatabase::lastInsertRowId() const { return db_ ? sqlite3_last_insert_rowid(db_) : 0; }
 
 int VEQFMDatabase::changes() const { return db_ ? sqlite3_changes(db_) : 0; }
+
+int64_t VEQFMDatabase::totalChanges() const { return db_ ? sqlite3_total_changes64(db_) : 0; }
 
 // ---------------------------------------------------------------------------
 // VEQFMDatabaseQueue

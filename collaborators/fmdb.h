@@ -29,6 +29,18 @@
 //   * Bindings are cleared only when a call binds fewer values than the
 //     statement has parameters (the numbered ones left NULL); a call that
 //     rebinds every parameter does not pay for clearing them.
+//   * transactionCache<T>() is one object of type T that the layers above
+//     may fill with what they learnt of the database inside the current
+//     transaction (for instance the highest key of a table). It is emptied
+//     whenever a statement of this object finishes while the connection is
+//     outside a transaction (a COMMIT, a ROLLBACK, any autocommit
+//     statement) and when the database closes, so nothing in it survives
+//     the transaction it was learnt in, when another connection could have
+//     written. Writes inside the transaction are the filler's to account
+//     for: totalChanges() counts every row this connection has inserted,
+//     updated or deleted, triggers included. Asking for another type
+//     replaces the object. Statements run on sqliteHandle() directly are
+//     not seen.
 //
 // VEQFMResultSet steps a query; it releases its statement back to the cache
 // when closed or destroyed. Column look-ups by name are case-insensitive.
@@ -47,6 +59,7 @@
 // address.
 #pragma once
 
+#include <any>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -166,6 +179,13 @@ class VEQFMDatabase {
   const std::string& firstErrorSinceMark() const { return firstErrorSinceMark_; }
   int64_t lastInsertRowId() const;
   int changes() const;
+  int64_t totalChanges() const;
+
+  template <typename T>
+  T& transactionCache() {
+    T* cached = std::any_cast<T>(&transactionCache_);
+    return cached != nullptr ? *cached : transactionCache_.emplace<T>();
+  }
 
   // Statement cache.
   void setMaxCachedStatements(size_t n);
@@ -213,6 +233,7 @@ class VEQFMDatabase {
   int64_t failedAtMark_ = 0;
   std::string firstErrorSinceMark_;
   int64_t prepares_ = 0;
+  std::any transactionCache_;
 };
 
 class VEQFMDatabaseQueue {

@@ -9,9 +9,11 @@
 
 #include "collaborators/sync_sql_manager.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <stdexcept>
 
 #include <fmt/format.h>
 
@@ -394,6 +396,42 @@ std::vector<std::string_view> VEQSyncSqlManager::keyColumns(VEQHealthTable table
   columns.push_back(key.stamp);
   if (key.bySerial) columns.emplace_back("serial_number");
   return columns;
+}
+
+bool VEQSyncSqlManager::keyHasDevice(VEQHealthTable table) { return tables()[static_cast<size_t>(table)].key.byDevice; }
+
+const std::vector<size_t>& VEQSyncSqlManager::keyPositions(VEQHealthTable table) {
+  static const std::array<std::vector<size_t>, kTableCount> positions = [] {
+    std::array<std::vector<size_t>, kTableCount> all;
+    for (size_t id = 0; id < kTableCount; ++id) {
+      const std::vector<std::string_view>& columns = recordColumns(static_cast<VEQHealthTable>(id));
+      for (std::string_view key : keyColumns(static_cast<VEQHealthTable>(id))) {
+        const auto at = std::find(columns.begin(), columns.end(), key);
+        if (at == columns.end()) throw std::logic_error("key column " + std::string(key) + " is not a record column");
+        all[id].push_back(static_cast<size_t>(at - columns.begin()));
+      }
+    }
+    return all;
+  }();
+  return positions[static_cast<size_t>(table)];
+}
+
+const std::string& VEQSyncSqlManager::highestKeySqlStr(VEQHealthTable table) {
+  static const std::array<std::string, kTableCount> queries = [] {
+    std::array<std::string, kTableCount> all;
+    for (size_t id = 0; id < kTableCount; ++id) {
+      const Table& t = tables()[id];
+      std::string ordered(t.key.stamp), descending = std::string(t.key.stamp) + " DESC";
+      if (t.key.bySerial) {
+        ordered += ", serial_number";
+        descending += ", serial_number DESC";
+      }
+      all[id] = "SELECT " + ordered + " FROM " + std::string(t.name) +
+                (t.key.byDevice ? " WHERE mac_addr = ?" : "") + " ORDER BY " + descending + " LIMIT 1";
+    }
+    return all;
+  }();
+  return queries[static_cast<size_t>(table)];
 }
 
 std::string_view VEQSyncSqlManager::shortLayoutOmits(VEQHealthTable table) {

@@ -86,6 +86,17 @@ class VEQSyncSqlManager {
   // The columns an exists query of the table compares, in query order: the
   // device key (not for weight), the stamp, the serial number (items).
   static std::vector<std::string_view> keyColumns(VEQHealthTable table);
+  // Whether the key starts with the device key; the columns after it are
+  // integers (stamp, serial number).
+  static bool keyHasDevice(VEQHealthTable table);
+  // Positions of the key columns in recordColumns, in keyColumns order.
+  static const std::vector<size_t>& keyPositions(VEQHealthTable table);
+  // The query of the highest key the table holds, for one device (bound as
+  // the one parameter) when the key has the device:
+  //   SELECT <stamp>[, serial_number] FROM <table> [WHERE mac_addr = ?]
+  //   ORDER BY <stamp> DESC[, serial_number DESC] LIMIT 1
+  // served by the table's key index.
+  static const std::string& highestKeySqlStr(VEQHealthTable table);
   // The column a table's second, shorter layout leaves out ("day_stamp" of
   // the GPS tables); "" when the table has one layout.
   static std::string_view shortLayoutOmits(VEQHealthTable table);

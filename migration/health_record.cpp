@@ -4,12 +4,15 @@
 
 #include "migration/health_record.h"
 
+#include <array>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
 #include <fmt/compile.h>
 
 #include "collaborators/db_manager.h"
+#include "collaborators/key_marks.h"
 #include "collaborators/sdk_utility.h"
 #include "migration/driver.h"
 #include "migration/pro_db_manager.h"
@@ -183,6 +186,11 @@ VEQArray VEQHealthRecord::takeArguments() {
   return std::move(values_);
 }
 
+size_t VEQHealthRecord::argumentIndex(size_t column) const {
+  if (column == omitted_) return std::string_view::npos;
+  return kBaseValueCount + column - (omitted_ != std::string_view::npos && column > omitted_ ? 1 : 0);
+}
+
 int64_t veqBuddhistEraCorrected(int64_t year, int64_t currentYear) {
   return veqWrappingSubtract(year, currentYear) > 500 ? veqWrappingSubtract(year, 543) : year;
 }
@@ -212,6 +220,20 @@ bool keysAreTheLookups(const VEQHealthRecord& record, const std::string& existsS
   return true;
 }
 
+// Reports the written record's keys (at `keyAt` in `args`) to the key marks.
+// A key the layout leaves out is not reported; the marks notice the
+// unreported write and learn the table again.
+void noteKeys(VEQFMDatabase* db, VEQHealthTable table, const VEQArray& args, const std::array<size_t, 3>& keyAt,
+              size_t count) {
+  std::array<const VEQValue*, 3> keys{};
+  if (count > keys.size()) return;
+  for (size_t i = 0; i < count; ++i) {
+    if (keyAt[i] >= args.size()) return;
+    keys[i] = &args[keyAt[i]];
+  }
+  veqNoteRecordKeys(db, table, std::span(keys).first(count));
+}
+
 }  // namespace
 
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
@@ -228,10 +250,14 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
   const std::string& statement = !exists                             ? sql.insertSqlStr(record.table())
                                  : keysAreTheLookups(record, existsSql) ? sql.keyKeepingUpdateSqlStr(record.table())
                                                                         : sql.updateSqlStr(record.table());
+  const std::vector<size_t>& keyPositions = VEQSyncSqlManager::keyPositions(record.table());
+  std::array<size_t, 3> keyAt{};
+  for (size_t i = 0; i < keyPositions.size() && i < keyAt.size(); ++i) keyAt[i] = record.argumentIndex(keyPositions[i]);
   VEQArray args = record.takeArguments();
   if (exists) args.emplace_back(pk);
   const bool written = db->executeUpdate(statement, args);
   veqRowWritten(db, exists, written);
+  if (written && !veqStraightforwardPaths()) noteKeys(db, record.table(), args, keyAt, keyPositions.size());
   return written;
 }
 

@@ -36,7 +36,10 @@
 //      otherwise — or, with
 //      VEQHealthWrite::kInsertOnce, leaves an existing record as it is;
 //   3. states the row outcome (row_outcome.h): inserted, updated, kept or
-//      write failed with the database's message.
+//      write failed with the database's message;
+//   4. reports the written record's keys to the look-up's key marks
+//      (collaborators/key_marks.h), so that the look-ups of later rows
+//      above every written key need no index probe.
 // It returns the statement's result (true when kept); health conversions
 // ignore it and report YES.
 //
@@ -79,6 +82,10 @@ class VEQHealthRecord {
   // The argument list: base values, then the record's values in table order.
   // Throws std::logic_error naming the first column left unset.
   VEQArray takeArguments();
+  // Where the value of column `column` (an index into the table's column
+  // list) will be in takeArguments()'s list; npos for the column the
+  // layout leaves out.
+  size_t argumentIndex(size_t column) const;
 
  private:
   size_t positionOf(std::string_view column) const;

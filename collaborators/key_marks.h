@@ -1,0 +1,53 @@
+// key_marks.h — look-ups of keys above everything a health table holds,
+// answered without an index probe.
+//
+// A migration writes each device's records mostly in key order (stamp, then
+// serial number), so most look-ups of a first run ask for a key greater than
+// any the table holds for that device: no record can match, and the index
+// probe only confirms it. Within one transaction, for each health table and
+// device, this keeps the highest key the table holds (a "mark"), learnt with
+// one indexed query the first time the device is looked up and raised by
+// every record the migration writes. A look-up of a key above the mark is
+// answered "no record" from the mark; any other look-up runs its probe.
+//
+// What the marks rely on, and what happens otherwise:
+//   * A device is the exact text of "mac_addr" (binary comparison, as the
+//     column compares); stamps and serial numbers are integers. A key whose
+//     device is not a text, or whose stamp or serial is not an integer or a
+//     text SQLite reads as exactly that integer (a canonical decimal), is
+//     never answered from a mark.
+//   * When the highest stored key of a device holds anything but integers
+//     (a real, a text, NULL) the device is probed for the rest of the
+//     transaction.
+//   * Every write to a health table must be reported with
+//     veqNoteRecordKeys right after it. A write that is not — or one that
+//     changed more than its own row (a trigger) — is noticed through the
+//     connection's change count, and all marks are forgotten and learnt
+//     again.
+//   * The marks live in the connection's transaction cache (fmdb.h), so a
+//     COMMIT, a ROLLBACK or any statement outside a transaction forgets
+//     them: another connection may write between transactions. Outside a
+//     transaction nothing is answered from a mark.
+//   * At most 256 devices a table are remembered; further ones are probed.
+// A rollback to a savepoint only removes records, so the marks stay above
+// everything the table holds.
+#pragma once
+
+#include <span>
+
+#include "collaborators/fmdb.h"
+#include "collaborators/sync_sql_manager.h"
+#include "collaborators/value.h"
+
+namespace veq {
+
+// True when `table` certainly holds no record whose key columns equal
+// `keys` (the look-up's parameters in VEQSyncSqlManager::keyColumns order,
+// as they are bound); false when only the probe can tell.
+bool veqKeysAboveMark(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys);
+
+// Reports that `db` has just written (inserted or updated) one record of
+// `table` whose key columns hold `keys` (keyColumns order).
+void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQValue* const> keys);
+
+}  // namespace veq

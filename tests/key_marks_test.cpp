@@ -1,0 +1,146 @@
+// Key marks: a look-up answered "no record" from a mark must never hide a
+// record the index probe would find, whatever wrote to the table, and in
+// plain runs the marks must actually answer.
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "collaborators/fmdb.h"
+#include "collaborators/key_marks.h"
+#include "collaborators/sync_sql_manager.h"
+#include "test_support.h"
+
+namespace veq {
+namespace {
+
+constexpr auto kItems = VEQHealthTable::kSportItem;  // key: mac_addr, day_stamp, serial_number
+
+std::shared_ptr<VEQFMDatabase> newDatabase(const std::string& path) {
+  auto db = VEQFMDatabase::databaseWithPath(path);
+  EXPECT_TRUE(db->open());
+  EXPECT_TRUE(db->executeStatements(VEQSyncSqlManager::healthSchemaSql()));
+  return db;
+}
+
+bool insertItem(VEQFMDatabase* db, const VEQValue& mac, const VEQValue& stamp, const VEQValue& serial) {
+  return db->executeUpdate("INSERT INTO health_sport_item (mac_addr, day_stamp, serial_number) VALUES (?, ?, ?)",
+                           {mac, stamp, serial});
+}
+
+// Inserts the item and reports its keys, as the health upsert does.
+void writeItem(VEQFMDatabase* db, const VEQValue& mac, const VEQValue& stamp, const VEQValue& serial) {
+  ASSERT_TRUE(insertItem(db, mac, stamp, serial));
+  const VEQValue* keys[] = {&mac, &stamp, &serial};
+  veqNoteRecordKeys(db, kItems, keys);
+}
+
+bool answered(VEQFMDatabase* db, std::string_view mac, std::string_view stamp, int64_t serial) {
+  const VEQSqlParam keys[] = {VEQSqlParam::text(mac), VEQSqlParam::text(stamp), VEQSqlParam::integer(serial)};
+  return veqKeysAboveMark(db, kItems, keys);
+}
+
+bool stored(VEQFMDatabase* db, std::string_view mac, std::string_view stamp, int64_t serial) {
+  int64_t pk = 0;
+  const VEQSqlParam keys[] = {VEQSqlParam::text(mac), VEQSqlParam::text(stamp), VEQSqlParam::integer(serial)};
+  return db->queryFirstInteger(
+      "SELECT pk FROM health_sport_item WHERE mac_addr = ? AND day_stamp = ? AND serial_number = ?", keys, &pk);
+}
+
+TEST(KeyMarksTest, AnswerKeysAboveEachDevicesHighestAndProbeTheRest) {
+  ScratchDir dir;
+  auto db = newDatabase(dir / "new.sqlite");
+  ASSERT_TRUE(insertItem(db.get(), "AA", 100, 5));  // written before the run, by anyone
+  ASSERT_TRUE(db->beginTransaction());
+
+  EXPECT_TRUE(answered(db.get(), "AA", "100", 6));
+  EXPECT_TRUE(answered(db.get(), "AA", "101", 0));
+  EXPECT_FALSE(answered(db.get(), "AA", "100", 5));
+  EXPECT_FALSE(answered(db.get(), "AA", "99", 9));
+  EXPECT_TRUE(answered(db.get(), "AB", "1", 1));  // another device, no records yet
+  EXPECT_FALSE(answered(db.get(), "AA", "0101", 0)) << "a stamp SQLite might read otherwise";
+
+  writeItem(db.get(), "AA", 200, 1);  // reported: the mark rises
+  EXPECT_FALSE(answered(db.get(), "AA", "200", 1));
+  EXPECT_TRUE(answered(db.get(), "AA", "200", 2));
+  writeItem(db.get(), "AB", "7", 1);  // a text stamp stored as the integer 7
+  EXPECT_FALSE(answered(db.get(), "AB", "7", 1));
+  EXPECT_TRUE(answered(db.get(), "AB", "8", 1));
+
+  ASSERT_TRUE(insertItem(db.get(), "AA", 300, 1));  // not reported
+  EXPECT_FALSE(answered(db.get(), "AA", "300", 1));
+  EXPECT_TRUE(answered(db.get(), "AA", "300", 2));
+
+  writeItem(db.get(), "AB", "x9", 1);  // a text on top of the device: probe it from now on
+  EXPECT_FALSE(answered(db.get(), "AB", "900", 1));
+  ASSERT_TRUE(db->commit());
+  EXPECT_FALSE(answered(db.get(), "AA", "900", 1)) << "outside a transaction";
+}
+
+TEST(KeyMarksTest, ForgetWhatAnotherConnectionMayHaveWrittenBetweenTransactions) {
+  ScratchDir dir;
+  auto db = newDatabase(dir / "new.sqlite");
+  ASSERT_TRUE(db->beginTransaction());
+  EXPECT_TRUE(answered(db.get(), "AA", "10", 1));  // learnt: no records
+  ASSERT_TRUE(db->commit());
+
+  auto other = VEQFMDatabase::databaseWithPath(dir / "new.sqlite");
+  ASSERT_TRUE(other->open());
+  ASSERT_TRUE(insertItem(other.get(), "AA", 10, 1));
+
+  ASSERT_TRUE(db->beginTransaction());
+  EXPECT_FALSE(answered(db.get(), "AA", "10", 1));
+  EXPECT_TRUE(stored(db.get(), "AA", "10", 1));
+  ASSERT_TRUE(db->rollback());
+}
+
+// Random writes (reported or not, in and out of key order, with odd values),
+// savepoints rolled back and transactions ended: every answer from a mark is
+// checked against the probe, and in-order writes must be answered.
+TEST(KeyMarksTest, NeverHideARecordTheProbeFinds) {
+  ScratchDir dir;
+  auto db = newDatabase(dir / "new.sqlite");
+  std::mt19937 rng(7);
+  auto pick = [&rng](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
+  const std::string macs[] = {"AA", "AB", std::string("A\0B", 3), "ab"};
+  int64_t answeredCount = 0;
+  ASSERT_TRUE(db->beginTransaction());
+  for (int step = 0; step < 4000; ++step) {
+    const std::string mac = macs[pick(4)];
+    const int64_t stamp = step / 4 + pick(3) - 1;
+    const int64_t serial = pick(5);
+    const std::string stampText = std::to_string(stamp);
+    switch (pick(12)) {
+      case 0:
+        ASSERT_TRUE(insertItem(db.get(), VEQValue(mac), stamp, serial));
+        break;
+      case 1:
+        writeItem(db.get(), VEQValue(mac), pick(2) ? VEQValue(stamp + 0.5) : VEQValue(" 5"), serial);
+        break;
+      case 2:
+        ASSERT_TRUE(db->executeUpdate("SAVEPOINT s"));
+        writeItem(db.get(), VEQValue(mac), stamp, serial);
+        ASSERT_TRUE(db->executeUpdate("ROLLBACK TO s"));
+        ASSERT_TRUE(db->executeUpdate("RELEASE s"));
+        break;
+      case 3:
+        if (pick(4) == 0) {
+          ASSERT_TRUE(db->commit());
+          ASSERT_TRUE(db->beginTransaction());
+        }
+        break;
+      default:
+        if (answered(db.get(), mac, stampText, serial)) {
+          ++answeredCount;
+          ASSERT_FALSE(stored(db.get(), mac, stampText, serial)) << mac << " " << stamp << " " << serial;
+        }
+        if (!stored(db.get(), mac, stampText, serial)) writeItem(db.get(), VEQValue(mac), stamp, serial);
+    }
+  }
+  ASSERT_TRUE(db->commit());
+  EXPECT_GT(answeredCount, 100);
+}
+
+}  // namespace
+}  // namespace veq
