@@ -1,6 +1,5 @@
 #include "collaborators/old_db_manager.h"
 
-#include <sqlite3.h>
 
 #include <cctype>
 #include <cmath>
@@ -56,6 +55,10 @@ using GroupCounts = std::unordered_map<std::string, int64_t>;
 struct StoreCounts {
   StoreStamp stamp{-1, -1};
   std::unordered_map<std::string, GroupCounts> byFilter;  // key: table and columns
+  // The last query answered from the groups and its count: rows of one
+  // track or day ask the same text many times in a row.
+  std::string lastQuery;
+  int64_t lastCount = 0;
 };
 
 struct CountCache {
@@ -69,9 +72,19 @@ CountCache& countCache() {
 }
 
 std::optional<StoreStamp> currentStamp(VEQFMDatabase* db) {
-  auto rs = db->executeQuery("PRAGMA data_version");
-  if (!rs || !rs->next()) return std::nullopt;
-  return StoreStamp{rs->longLongIntForColumn("data_version"), sqlite3_total_changes64(db->sqliteHandle())};
+  int64_t dataVersion = 0;
+  if (!db->queryFirstInteger("PRAGMA data_version", {}, &dataVersion)) return std::nullopt;
+  return StoreStamp{dataVersion, db->totalChanges()};
+}
+
+// The store's counts, emptied when the store changed since they were made.
+StoreCounts& storeCounts(CountCache& cache, uint64_t identity, const StoreStamp& stamp) {
+  StoreCounts& store = cache.stores[identity];
+  if (!(store.stamp == stamp)) {
+    store = StoreCounts{};
+    store.stamp = stamp;
+  }
+  return store;
 }
 
 std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilter& filter) {
@@ -102,17 +115,11 @@ std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilte
   return counts;
 }
 
-std::optional<int64_t> countFromGroups(VEQFMDatabaseQueue* queue, VEQFMDatabase* db,
+std::optional<int64_t> countFromGroups(VEQFMDatabaseQueue* queue, VEQFMDatabase* db, const StoreStamp& stamp,
                                        const VEQEqualityFilter& filter, const VEQArray& args) {
-  const std::optional<StoreStamp> stamp = currentStamp(db);
-  if (!stamp) return std::nullopt;
   CountCache& cache = countCache();
   std::lock_guard<std::mutex> lock(cache.mutex);
-  StoreCounts& store = cache.stores[queue->identity()];
-  if (!(store.stamp == *stamp)) {
-    store.byFilter.clear();
-    store.stamp = *stamp;
-  }
+  StoreCounts& store = storeCounts(cache, queue->identity(), stamp);
   std::string filterKey = filter.table;
   for (const std::string& column : filter.columns) (filterKey += '\0') += column;
   auto groups = store.byFilter.find(filterKey);
@@ -174,10 +181,25 @@ int64_t VEQOldDBManager::getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue
   // The table is taken from the query itself, which is what gets counted.
   VEQFMDatabase* db = openDatabase(dbQueue);
   if (!db) return 0;
+  const std::optional<StoreStamp> stamp = currentStamp(db);
+  if (stamp) {
+    CountCache& cache = countCache();
+    std::lock_guard<std::mutex> lock(cache.mutex);
+    const StoreCounts& store = storeCounts(cache, dbQueue->identity(), *stamp);
+    if (!store.lastQuery.empty() && store.lastQuery == sqlStr) return store.lastCount;
+  }
   const std::optional<VEQLiftedQuery> lifted = veqLiftLiterals(sqlStr);
   if (!lifted) return countByQuery(db, sqlStr, {});
-  if (const std::optional<VEQEqualityFilter> filter = veqEqualityFilter(*lifted)) {
-    if (const std::optional<int64_t> count = countFromGroups(dbQueue, db, *filter, lifted->args)) return *count;
+  const std::optional<VEQEqualityFilter> filter = veqEqualityFilter(*lifted);
+  if (stamp && filter) {
+    if (const std::optional<int64_t> count = countFromGroups(dbQueue, db, *stamp, *filter, lifted->args)) {
+      CountCache& cache = countCache();
+      std::lock_guard<std::mutex> lock(cache.mutex);
+      StoreCounts& store = storeCounts(cache, dbQueue->identity(), *stamp);
+      store.lastQuery = sqlStr;
+      store.lastCount = *count;
+      return *count;
+    }
   }
   return countByQuery(db, lifted->sql, lifted->args);
 }

@@ -35,8 +35,10 @@
 // NULL and BLOB values never equal a literal and are not counted. The cache
 // is keyed by the queue's identity() and rebuilt when the store changed
 // since it was built (PRAGMA data_version for other connections' commits,
-// the connection's total change count for its own writes). Other query
-// shapes are counted with "SELECT COUNT(*) FROM (<query>)".
+// the connection's total change count for its own writes). The last text
+// answered from the groups is remembered with its count, under the same
+// rule, so the rows of one track asking the same text cost no lifting.
+// Other query shapes are counted with "SELECT COUNT(*) FROM (<query>)".
 #pragma once
 
 #include <cstdint>
