@@ -133,13 +133,11 @@ int runWholeStore(const WholeStoreOptions& o) {
       const double cpu = std::max(run.child.cpuSeconds - bareRuns[s.kind->label].child.cpuSeconds, 1e-6);
 
       // The copy: the legacy columns taken in turn for the new table's.
-      const std::vector<std::string> legacy = columnsOf(one, step.table), shape = columnsOf(out, target);
-      std::vector<std::string> expressions;
-      for (size_t i = 1; i < shape.size(); ++i)
-        expressions.push_back(fmt::format("ifnull(\"{}\", 0)", legacy[(i - 1) % legacy.size()]));
+      const std::vector<std::string> shape = columnsOf(out, target);
+      std::vector<std::string> expressions(shape.begin() + 1, shape.end());
       PlainCopyResult copy;
       if (target.empty() ||
-          !runPlainCopy({one.string(), step.table, expressions, out.string(), target, (dir / "plain.sqlite").string()},
+          !runPlainCopy({out.string(), target, expressions, out.string(), target, (dir / "plain.sqlite").string()},
                         &copy, &error))
         return fail(step.table + ": " + (target.empty() ? "no records written" : error));
       const double copySeconds = std::max(copy.cpuSeconds, 1e-6);

@@ -69,6 +69,6 @@ int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err
 // every page twice); NORMAL syncs once per commit; a large cache keeps the
 // indexes of big tables in memory. The benchmark's yardstick uses the same.
 inline constexpr const char* kOutputPragmas =
-    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-65536; PRAGMA temp_store=MEMORY;";
+    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768; PRAGMA temp_store=MEMORY;";
 
 }  // namespace veq

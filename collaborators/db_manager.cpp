@@ -63,8 +63,8 @@ struct LookupShape {
   std::vector<std::string> pieces;
 };
 
-constexpr size_t kMaxLookupKeys = 3;
-using LookupParams = std::array<VEQSqlParam, kMaxLookupKeys>;
+using LookupParams = decltype(VEQDBManager::HealthLookupKeys::values);
+constexpr size_t kMaxLookupKeys = std::tuple_size_v<LookupParams>;
 
 LookupShape buildShape(VEQHealthTable table) {
   LookupShape shape;
@@ -156,29 +156,35 @@ bool VEQDBManager::querySyncExistDataWithSqlDb(VEQFMDatabase* db, const std::str
   return true;
 }
 
+std::optional<VEQDBManager::HealthLookupKeys> VEQDBManager::readHealthLookup(VEQHealthTable table,
+                                                                            std::string_view sqlStr) {
+  const LookupShape& shape = shapeOf(table);
+  HealthLookupKeys keys;
+  if (!matchShape(shape, sqlStr, &keys.values)) return std::nullopt;
+  keys.count = shape.pieces.size() - 1;
+  return keys;
+}
+
 bool VEQDBManager::queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable table, const std::string& sqlStr,
                                              int64_t* existPk) {
-  const LookupShape& shape = shapeOf(table);
-  LookupParams params;
-  if (!db || !matchShape(shape, sqlStr, &params)) return querySyncExistDataWithSqlDb(db, sqlStr, existPk);
-  const std::span<const VEQSqlParam> keys = std::span(params).first(shape.pieces.size() - 1);
-  if (veqKeysAboveMark(db, table, keys)) return false;  // above every key the table holds
+  const std::optional<HealthLookupKeys> keys = db ? readHealthLookup(table, sqlStr) : std::nullopt;
+  if (!keys) return querySyncExistDataWithSqlDb(db, sqlStr, existPk);
+  if (veqKeysAboveMark(db, table, keys->span())) return false;  // above every key the table holds
   int64_t pk = 0;
-  if (!db->queryFirstInteger(shape.sql, keys, &pk)) return false;
+  if (!db->queryFirstInteger(shapeOf(table).sql, keys->span(), &pk)) return false;
   if (existPk) *existPk = pk;
   return true;
 }
 
 std::optional<VEQArray> VEQDBManager::healthLookupKeys(VEQHealthTable table, std::string_view sqlStr) {
-  const LookupShape& shape = shapeOf(table);
-  LookupParams params;
-  if (!matchShape(shape, sqlStr, &params)) return std::nullopt;
+  const std::optional<HealthLookupKeys> read = readHealthLookup(table, sqlStr);
+  if (!read) return std::nullopt;
   VEQArray keys;
-  for (size_t i = 0; i + 1 < shape.pieces.size(); ++i) {
-    if (params[i].isText) {
-      keys.emplace_back(params[i].chars);
+  for (const VEQSqlParam& key : read->span()) {
+    if (key.isText) {
+      keys.emplace_back(key.chars);
     } else {
-      keys.emplace_back(static_cast<long long>(params[i].number));
+      keys.emplace_back(static_cast<long long>(key.number));
     }
   }
   return keys;

@@ -33,17 +33,20 @@
 // its refusals. Before the constant statement runs, the key marks
 // (key_marks.h) may answer "no record" for keys above every key the table
 // holds for the device, which is what the statement would find.
-// healthLookupKeys gives the values the constant statement is run with,
-// nullopt when the text takes the general path.
+// readHealthLookup gives the values the constant statement is run with
+// (texts as views into the text, which must outlive them), nullopt when the
+// text takes the general path; healthLookupKeys gives them as values.
 //
 // getUpdateStrWithModel / getInsertStrWithModel derive the SET list, the
 // column list, the placeholders and the values from the model's persisted
 // properties, in property order.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -63,6 +66,12 @@ class VEQDBManager {
   static std::unique_ptr<VEQFMResultSet> executeRecordLookup(VEQFMDatabase* db, const std::string& sqlStr);
   static bool queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable table, const std::string& sqlStr,
                                         int64_t* existPk);
+  struct HealthLookupKeys {
+    std::array<VEQSqlParam, 3> values;
+    size_t count = 0;
+    std::span<const VEQSqlParam> span() const { return std::span(values).first(count); }
+  };
+  static std::optional<HealthLookupKeys> readHealthLookup(VEQHealthTable table, std::string_view sqlStr);
   static std::optional<VEQArray> healthLookupKeys(VEQHealthTable table, std::string_view sqlStr);
   // Look-ups refused since the process started.
   static int64_t refusedLookupCount();

@@ -153,12 +153,14 @@ void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const 
   if (db == nullptr || !db->isInTransaction()) return;
   Marks& marks = db->transactionCache<Marks>();
   if (!marks.started) return;  // nothing learnt yet
-  // Exactly the one row written since the marks were last right, or start over.
-  if (db->totalChanges() != marks.expectedChanges + 1) {
+  // Only the write's own rows changed since the marks were last right (an
+  // update that found nothing to change changed none), or start over.
+  const int64_t own = db->changes();
+  if (own > 1 || db->totalChanges() != marks.expectedChanges + own) {
     currentMarks(db);
     return;
   }
-  marks.expectedChanges += 1;
+  marks.expectedChanges += own;
 
   TableMarks& tableMarks = marks.tables[static_cast<size_t>(table)];
   const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;

@@ -21,9 +21,9 @@
 //     transaction.
 //   * Every write to a health table must be reported with
 //     veqNoteRecordKeys right after it. A write that is not — or one that
-//     changed more than its own row (a trigger) — is noticed through the
-//     connection's change count, and all marks are forgotten and learnt
-//     again.
+//     changed more than its own row (several rows, a trigger) — is noticed
+//     through the connection's change counts, and all marks are forgotten
+//     and learnt again.
 //   * The marks live in the connection's transaction cache (fmdb.h), so a
 //     COMMIT, a ROLLBACK or any statement outside a transaction forgets
 //     them: another connection may write between transactions. Outside a

@@ -218,21 +218,26 @@ std::string updateSql(const Table& t) {
   return "UPDATE " + std::string(t.name) + " SET " + joined(sets, ", ") + " WHERE pk = " + b.pk;
 }
 
-// The UPDATE of a record found by its keys, leaving the key columns (which
-// already hold those keys) and their index alone. Numbered parameters, so
-// the update's argument list binds as it is; "" for a table with a short
-// layout, whose parameters shift with the layout.
-std::string keyKeepingUpdateSql(const Table& t) {
+// The UPDATE of the record with the record's own keys, found by them in the
+// statement itself, leaving the key columns (which already hold those keys)
+// and their index alone:
+//   UPDATE <table> SET <other columns> WHERE pk = (SELECT pk FROM <table>
+//   WHERE <key> = ?<its parameter> …)
+// It takes the INSERT's arguments; when no record has the keys it changes
+// nothing. Numbered parameters, so each key parameter serves twice; "" for a
+// table with a short layout, whose parameters shift with the layout.
+std::string updateByKeysSql(const Table& t) {
   if (t.shortLayout) return "";
   const std::vector<Column> columns = allColumns(t);
-  std::vector<std::string> sets;
+  std::vector<std::string> sets, keys;
   for (size_t i = 0; i < columns.size(); ++i) {
     const std::string_view name = columns[i].name;
     const bool key = (t.key.byDevice && name == "mac_addr") || name == t.key.stamp ||
                      (t.key.bySerial && name == "serial_number");
-    if (!key) sets.push_back(std::string(name) + " = " + param(i + 1));
+    (key ? keys : sets).push_back(std::string(name) + " = " + param(i + 1));
   }
-  return "UPDATE " + std::string(t.name) + " SET " + joined(sets, ", ") + " WHERE pk = " + param(columns.size() + 1);
+  return "UPDATE " + std::string(t.name) + " SET " + joined(sets, ", ") + " WHERE pk = (SELECT pk FROM " +
+         std::string(t.name) + " WHERE " + joined(keys, " AND ") + ")";
 }
 
 // Keys are pasted between single quotes as they stand; the new-database
@@ -276,7 +281,7 @@ std::string schemaSql(const Table& t) {
 struct VEQSyncSqlManager::Statements {
   std::array<std::string, kTableCount> insert;
   std::array<std::string, kTableCount> update;
-  std::array<std::string, kTableCount> keyKeepingUpdate;
+  std::array<std::string, kTableCount> updateByKeys;
 };
 
 VEQSyncSqlManager::VEQSyncSqlManager() = default;
@@ -292,7 +297,7 @@ const VEQSyncSqlManager::Statements& VEQSyncSqlManager::s() const {
     for (size_t id = 0; id < kTableCount; ++id) {
       built.insert[id] = insertSql(tables()[id]);
       built.update[id] = updateSql(tables()[id]);
-      built.keyKeepingUpdate[id] = keyKeepingUpdateSql(tables()[id]);
+      built.updateByKeys[id] = updateByKeysSql(tables()[id]);
     }
     return built;
   }();
@@ -372,8 +377,8 @@ const std::string& VEQSyncSqlManager::insertSqlStr(VEQHealthTable table) const {
 const std::string& VEQSyncSqlManager::updateSqlStr(VEQHealthTable table) const {
   return s().update[static_cast<size_t>(table)];
 }
-const std::string& VEQSyncSqlManager::keyKeepingUpdateSqlStr(VEQHealthTable table) const {
-  return s().keyKeepingUpdate[static_cast<size_t>(table)];
+const std::string& VEQSyncSqlManager::updateByKeysSqlStr(VEQHealthTable table) const {
+  return s().updateByKeys[static_cast<size_t>(table)];
 }
 
 std::string_view VEQSyncSqlManager::tableName(VEQHealthTable table) { return tables()[static_cast<size_t>(table)].name; }

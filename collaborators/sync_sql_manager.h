@@ -76,10 +76,11 @@ class VEQSyncSqlManager {
   // these, one per table and statement.
   const std::string& insertSqlStr(VEQHealthTable table) const;
   const std::string& updateSqlStr(VEQHealthTable table) const;
-  // The update with the same arguments that leaves the key columns as they
-  // are, for a record whose keys are known to equal the record's own: it
-  // does not touch the key index. "" for the GPS tables.
-  const std::string& keyKeepingUpdateSqlStr(VEQHealthTable table) const;
+  // The update of the record whose keys are the record's own, found by the
+  // statement itself: it takes the INSERT's arguments, leaves the key
+  // columns and their index alone, and changes no row when no record has
+  // those keys. "" for the GPS tables.
+  const std::string& updateByKeysSqlStr(VEQHealthTable table) const;
   static std::string_view tableName(VEQHealthTable table);
   // The record's own columns (after the six base columns) in binding order.
   static const std::vector<std::string_view>& recordColumns(VEQHealthTable table);

@@ -186,6 +186,8 @@ VEQArray VEQHealthRecord::takeArguments() {
   return std::move(values_);
 }
 
+const VEQValue& VEQHealthRecord::value(size_t column) const { return values_.at(kBaseValueCount + column); }
+
 size_t VEQHealthRecord::argumentIndex(size_t column) const {
   if (column == omitted_) return std::string_view::npos;
   return kBaseValueCount + column - (omitted_ != std::string_view::npos && column > omitted_ ? 1 : 0);
@@ -207,16 +209,18 @@ int64_t veqSleepStartStamp(int64_t dayStamp, int64_t endHour, int64_t endMinute,
 namespace {
 
 // True when the record's key columns hold exactly the values its look-up
-// matched (same kind, same value): the stored keys equal them, so an update
-// may leave them alone. Off on the straightforward paths.
-bool keysAreTheLookups(const VEQHealthRecord& record, const std::string& existsSql) {
-  if (veqStraightforwardPaths() || VEQSyncSqlManager::shareInstance().keyKeepingUpdateSqlStr(record.table()).empty())
-    return false;
-  const std::optional<VEQArray> keys = VEQDBManager::healthLookupKeys(record.table(), existsSql);
-  const std::vector<std::string_view> columns = VEQSyncSqlManager::keyColumns(record.table());
-  if (!keys || keys->size() != columns.size()) return false;
-  for (size_t i = 0; i < columns.size(); ++i)
-    if (!(record[columns[i]] == (*keys)[i])) return false;
+// binds (same kind, same value): the record with those keys is then the one
+// to update, and its keys need no rewriting.
+bool recordHasKeys(const VEQHealthRecord& record, const VEQDBManager::HealthLookupKeys& keys) {
+  const std::vector<size_t>& positions = VEQSyncSqlManager::keyPositions(record.table());
+  if (positions.size() != keys.count) return false;
+  for (size_t i = 0; i < keys.count; ++i) {
+    const VEQValue& value = record.value(positions[i]);
+    const VEQSqlParam& key = keys.values[i];
+    const bool same = key.isText ? value.isText() && value.text() == key.chars
+                                 : value.kind() == VEQValue::Kind::Integer && value.integerValue() == key.number;
+    if (!same) return false;
+  }
   return true;
 }
 
@@ -238,26 +242,40 @@ void noteKeys(VEQFMDatabase* db, VEQHealthTable table, const VEQArray& args, con
 
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write) {
-  int64_t pk = 0;
-  const bool exists = veqStraightforwardPaths()
-                          ? VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk)
-                          : VEQDBManager::queryHealthRecordExistsDb(db, record.table(), existsSql, &pk);
-  if (exists && write == VEQHealthWrite::kInsertOnce) {
-    veqKeepRow();
-    return true;
-  }
+  const VEQHealthTable table = record.table();
   const VEQSyncSqlManager& sql = VEQSyncSqlManager::shareInstance();
-  const std::string& statement = !exists                             ? sql.insertSqlStr(record.table())
-                                 : keysAreTheLookups(record, existsSql) ? sql.keyKeepingUpdateSqlStr(record.table())
-                                                                        : sql.updateSqlStr(record.table());
-  const std::vector<size_t>& keyPositions = VEQSyncSqlManager::keyPositions(record.table());
+  const std::vector<size_t>& keyPositions = VEQSyncSqlManager::keyPositions(table);
   std::array<size_t, 3> keyAt{};
   for (size_t i = 0; i < keyPositions.size() && i < keyAt.size(); ++i) keyAt[i] = record.argumentIndex(keyPositions[i]);
-  VEQArray args = record.takeArguments();
-  if (exists) args.emplace_back(pk);
-  const bool written = db->executeUpdate(statement, args);
+
+  bool exists = false, written = false;
+  VEQArray args;
+  const std::optional<VEQDBManager::HealthLookupKeys> keys =
+      veqStraightforwardPaths() ? std::nullopt : VEQDBManager::readHealthLookup(table, existsSql);
+  if (keys && db != nullptr && write == VEQHealthWrite::kUpsert && !sql.updateByKeysSqlStr(table).empty() &&
+      recordHasKeys(record, *keys)) {
+    // Look-up and update in one statement; an insert when it found nothing.
+    args = record.takeArguments();
+    written = true;
+    if (!veqKeysAboveMark(db, table, keys->span())) {
+      written = db->executeUpdate(sql.updateByKeysSqlStr(table), args);
+      exists = written && db->changes() > 0;
+    }
+    if (written && !exists) written = db->executeUpdate(sql.insertSqlStr(table), args);
+  } else {
+    int64_t pk = 0;
+    exists = veqStraightforwardPaths() ? VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk)
+                                       : VEQDBManager::queryHealthRecordExistsDb(db, table, existsSql, &pk);
+    if (exists && write == VEQHealthWrite::kInsertOnce) {
+      veqKeepRow();
+      return true;
+    }
+    args = record.takeArguments();
+    if (exists) args.emplace_back(pk);
+    written = db->executeUpdate(exists ? sql.updateSqlStr(table) : sql.insertSqlStr(table), args);
+  }
   veqRowWritten(db, exists, written);
-  if (written && !veqStraightforwardPaths()) noteKeys(db, record.table(), args, keyAt, keyPositions.size());
+  if (written && !veqStraightforwardPaths()) noteKeys(db, table, args, keyAt, keyPositions.size());
   return written;
 }
 

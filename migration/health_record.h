@@ -27,19 +27,24 @@
 // veqUpsertHealthRecord writes one record:
 //   1. runs `existsSql` (a query selecting "pk" of at most one record)
 //      through VEQDBManager::queryHealthRecordExistsDb, which answers the
-//      catalogue's texts with the table's constant prepared look-up and
-//      anything else as querySyncExistDataWithSqlDb does;
+//      catalogue's texts with the table's constant prepared look-up (or the
+//      key marks, collaborators/key_marks.h) and anything else as
+//      querySyncExistDataWithSqlDb does;
 //   2. executes the table's UPDATE with the primary key appended when the
-//      record exists (the UPDATE that leaves the key columns alone when the
-//      record's keys are exactly the values the look-up matched, which
-//      writes the same row without touching the key index), its INSERT
-//      otherwise — or, with
+//      record exists, its INSERT otherwise — or, with
 //      VEQHealthWrite::kInsertOnce, leaves an existing record as it is;
 //   3. states the row outcome (row_outcome.h): inserted, updated, kept or
 //      write failed with the database's message;
-//   4. reports the written record's keys to the look-up's key marks
-//      (collaborators/key_marks.h), so that the look-ups of later rows
-//      above every written key need no index probe.
+//   4. reports the written record's keys to the key marks, so that the
+//      look-ups of later rows above every written key need no index probe.
+// When the look-up is the table's constant one and its keys are exactly the
+// record's own key values (same kind, same value) — every catalogue text of
+// an ordinary row — steps 1 and 2 of an upsert are one statement: the
+// table's update by keys (VEQSyncSqlManager::updateByKeysSqlStr), which
+// finds the record itself and leaves its keys and their index alone; the
+// INSERT follows when it changed nothing, and keys above the marks go
+// straight to the INSERT. The records written are the same; a look-up that
+// fails there is a failed write, not a missing record.
 // It returns the statement's result (true when kept); health conversions
 // ignore it and report YES.
 //
@@ -86,6 +91,8 @@ class VEQHealthRecord {
   // list) will be in takeArguments()'s list; npos for the column the
   // layout leaves out.
   size_t argumentIndex(size_t column) const;
+  // The value set for column `column` (an index into the column list).
+  const VEQValue& value(size_t column) const;
 
  private:
   size_t positionOf(std::string_view column) const;
