@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <sqlite3.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -42,6 +43,23 @@ std::string renamed(const std::string& sql, const std::string& from, const std::
     done = at + from.size();
   }
   return out.append(sql, done);
+}
+
+// Steps `select` and writes each of its rows with `insert` (one parameter a
+// column), on the raw connection: the floor of a row-per-statement write.
+bool copyRowByRow(sqlite3* db, const std::string& select, const std::string& insert) {
+  sqlite3_stmt* rows = nullptr;
+  sqlite3_stmt* write = nullptr;
+  bool ok = sqlite3_prepare_v2(db, select.c_str(), -1, &rows, nullptr) == SQLITE_OK &&
+            sqlite3_prepare_v2(db, insert.c_str(), -1, &write, nullptr) == SQLITE_OK;
+  while (ok && sqlite3_step(rows) == SQLITE_ROW) {
+    for (int i = 0; i < sqlite3_column_count(rows); ++i) sqlite3_bind_value(write, i + 1, sqlite3_column_value(rows, i));
+    ok = sqlite3_step(write) == SQLITE_DONE;
+    sqlite3_reset(write);
+  }
+  sqlite3_finalize(rows);
+  sqlite3_finalize(write);
+  return ok;
 }
 
 }  // namespace
@@ -97,12 +115,19 @@ bool runPlainCopy(const PlainCopy& copy, PlainCopyResult* result, std::string* e
   }
   if (!db->executeUpdate("ATTACH DATABASE ? AS legacy", {copy.legacyPath})) return fail(*db, error);
 
-  const std::string insert = fmt::format("INSERT INTO ref ({}) SELECT {} FROM legacy.{}", fmt::join(columns, ", "),
-                                         fmt::join(copy.expressions, ", "), copy.legacyTable);
+  const std::string select = fmt::format("SELECT {} FROM legacy.{}", fmt::join(copy.expressions, ", "), copy.legacyTable);
+  const std::string insert = fmt::format("INSERT INTO ref ({}) ", fmt::join(columns, ", "));
+  const std::vector<std::string> placeholders(columns.size(), "?");
   rusage before{}, after{};
   getrusage(RUSAGE_SELF, &before);
   const auto started = std::chrono::steady_clock::now();
-  if (!db->beginTransaction() || !db->executeUpdate(insert) || !db->commit()) return fail(*db, error);
+  const bool copied =
+      db->beginTransaction() &&
+      (copy.rowByRow ? copyRowByRow(db->sqliteHandle(), select,
+                                    insert + fmt::format("VALUES ({})", fmt::join(placeholders, ", ")))
+                     : db->executeUpdate(insert + select)) &&
+      db->commit();
+  if (!copied) return fail(*db, error);
   result->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   getrusage(RUSAGE_SELF, &after);
   result->cpuSeconds = cpuSecondsOf(after) - cpuSecondsOf(before);

@@ -9,9 +9,12 @@
 // it creates a table "ref" declared like `shapeTable` of the database at
 // `shapePath` (same columns, same indexes, no triggers), then times one
 //   INSERT INTO ref(<columns after pk>) SELECT <expressions> FROM legacy.<table>
-// with the legacy store ATTACHed, inside one transaction and with the tool's
-// connection settings. The expressions are given by the caller and must
-// match the column count.
+// with the source database ATTACHed as "legacy", inside one transaction and
+// with the tool's connection settings. The expressions are given by the
+// caller and must match the column count. The sport-interval benchmark
+// copies the legacy table, pairing its columns with ours by hand; the
+// whole-store benchmark copies the records the tool wrote (the same values,
+// so the same keys reach the index in the same order).
 #pragma once
 
 #include <cstdint>
@@ -30,6 +33,11 @@ struct PlainCopy {
   std::string shapePath;
   std::string shapeTable;
   std::string refPath;
+  // Instead of the one statement, the same rows one INSERT each: the SELECT
+  // stepped row by row, each row's values bound to one prepared
+  // INSERT … VALUES (?, …) and stepped. The least any migration that writes
+  // a row per statement pays, with nothing looked up or converted.
+  bool rowByRow = false;
 };
 
 struct PlainCopyResult {

@@ -9,12 +9,15 @@
 //     migration phase, its peak resident memory the run's;
 //   * one table at a time: the table's store reduced to its device table and
 //     that table, less that store's set-up, gives the table's own CPU time.
-// Each converted table is also copied with one INSERT … SELECT (copies.h)
-// into a table shaped like the new table that received most of its records,
-// the legacy columns taken in turn for the new ones, nothing converted.
-// Printed: per table rows, rows/s and the ratio to its copy; then the
-// set-up, the migration phase against the sum of the copies, and the peak
-// memory.
+// Each converted table's copy is one INSERT … SELECT (copies.h) of the
+// records the tool wrote into the new table that received most of them,
+// into a fresh table of the same shape (same columns and indexes, no
+// triggers): the same values, so the same keys reach the index in the same
+// order, and nothing converted or looked up.
+// The same records are also written one INSERT per row (the row-by-row
+// floor, copies.h). Printed: per table rows, rows/s, the ratio to its copy
+// and the floor's; then the set-up, the migration phase against the sum of
+// the copies, the floor against the same sum, and the peak memory.
 #pragma once
 
 #include <cstdint>
