@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <cctype>
 #include <cstring>
 #include <strings.h>
 
@@ -284,9 +285,26 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry**
 
 // Entries stay where they are while in use (eviction skips them), so the
 // entry found at acquisition is still the statement's.
+namespace {
+
+// Whether a statement text is a ROLLBACK (of the transaction or to a
+// savepoint), which can bring back rows and values the statements after
+// the savepoint had changed.
+bool isRollback(const char* sql) {
+  if (sql == nullptr) return false;
+  while (std::isspace(static_cast<unsigned char>(*sql))) ++sql;
+  return strncasecmp(sql, "ROLLBACK", 8) == 0;
+}
+
+}  // namespace
+
 void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, CacheEntry* entry) {
-  // Outside a transaction now: what the transaction cache knew may be stale.
-  if (transactionCache_.has_value() && (db_ == nullptr || sqlite3_get_autocommit(db_))) transactionCache_.reset();
+  // Outside a transaction now, or back at a savepoint: what the transaction
+  // cache knew may be stale.
+  if (transactionCache_.has_value() &&
+      (db_ == nullptr || sqlite3_get_autocommit(db_) || isRollback(sqlite3_sql(stmt)))) {
+    transactionCache_.reset();
+  }
   if (entry == nullptr) {
     sqlite3_finalize(stmt);
     return;

@@ -34,9 +34,10 @@
 //     transaction (for instance the highest key of a table). It is emptied
 //     whenever a statement of this object finishes while the connection is
 //     outside a transaction (a COMMIT, a ROLLBACK, any autocommit
-//     statement) and when the database closes, so nothing in it survives
-//     the transaction it was learnt in, when another connection could have
-//     written. Writes inside the transaction are the filler's to account
+//     statement), after a ROLLBACK TO a savepoint (which can bring back
+//     rows and values) and when the database closes, so nothing in it
+//     survives the transaction it was learnt in, when another connection
+//     could have written. Writes inside the transaction are the filler's to account
 //     for: totalChanges() counts every row this connection has inserted,
 //     updated or deleted, triggers included. Asking for another type
 //     replaces the object. Statements run on sqliteHandle() directly are

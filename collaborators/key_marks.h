@@ -25,12 +25,11 @@
 //     through the connection's change counts, and all marks are forgotten
 //     and learnt again.
 //   * The marks live in the connection's transaction cache (fmdb.h), so a
-//     COMMIT, a ROLLBACK or any statement outside a transaction forgets
+//     COMMIT, a ROLLBACK (also to a savepoint, which can bring back keys an
+//     update had changed) or any statement outside a transaction forgets
 //     them: another connection may write between transactions. Outside a
 //     transaction nothing is answered from a mark.
 //   * At most 256 devices a table are remembered; further ones are probed.
-// A rollback to a savepoint only removes records, so the marks stay above
-// everything the table holds.
 #pragma once
 
 #include <span>

@@ -95,6 +95,20 @@ TEST(KeyMarksTest, ForgetWhatAnotherConnectionMayHaveWrittenBetweenTransactions)
   ASSERT_TRUE(db->rollback());
 }
 
+TEST(KeyMarksTest, ForgetKeysARollbackToASavepointBringsBack) {
+  ScratchDir dir;
+  auto db = newDatabase(dir / "new.sqlite");
+  ASSERT_TRUE(db->beginTransaction());
+  writeItem(db.get(), "AA", 500, 1);
+  ASSERT_TRUE(db->executeUpdate("SAVEPOINT s"));
+  ASSERT_TRUE(db->executeUpdate("UPDATE health_sport_item SET day_stamp = 100"));
+  EXPECT_TRUE(answered(db.get(), "AA", "300", 1));  // learnt again: (100, 1) on top
+  ASSERT_TRUE(db->executeUpdate("ROLLBACK TO s"));
+  EXPECT_FALSE(answered(db.get(), "AA", "500", 1));
+  EXPECT_TRUE(stored(db.get(), "AA", "500", 1));
+  ASSERT_TRUE(db->rollback());
+}
+
 // Random writes (reported or not, in and out of key order, with odd values),
 // savepoints rolled back and transactions ended: every answer from a mark is
 // checked against the probe, and in-order writes must be answered.
