@@ -20,6 +20,7 @@
 #include "cli/run_command.h"
 #include "collaborators/models.h"
 #include "collaborators/schema_installer.h"
+#include "collaborators/sync_sql_manager.h"
 #include "test_support.h"
 #include "tool_test_support.h"
 
@@ -34,11 +35,6 @@ class CliTest : public ToolTest {
  protected:
   Json json(const std::string& name) const { return Json::parse(slurp(path(name))); }
 };
-
-const char* const kHealthTables[] = {
-    "health_sport",      "health_sport_item",      "health_sleep",          "health_sleep_item",
-    "health_heart_rate", "health_heart_rate_item", "health_blood_pressure", "health_blood_pressure_item",
-    "health_gps",        "health_gps_point",       "health_weight",         "health_activity"};
 
 // The menstrual-cycle records carry no device key and are inserted anew on
 // every run.
@@ -133,7 +129,8 @@ void expectSettings(VEQFMDatabase& db, int devices) {
 // device and a date lands once; the sleeps include some that began the
 // evening before and some that began after midnight.
 void expectIosHealth(VEQFMDatabase& db) {
-  for (const char* table : kHealthTables) EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM " + std::string(table)), 0) << table;
+  for (const std::string& table : VEQSyncSqlManager::healthTableNames())
+    EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM " + table), 0) << table;
   EXPECT_EQ(queryInt(&db, "SELECT COUNT(*) FROM health_sport_item WHERE mac_addr LIKE '%:%'"),
             queryInt(&db, "SELECT COUNT(*) FROM i.t_sport_item") - 2);
   EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM health_sleep WHERE mac_addr LIKE '%:%' AND start_stamp < day_stamp"), 0);
