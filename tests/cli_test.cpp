@@ -224,6 +224,14 @@ TEST_F(CliTest, RunConvertsEveryAreaOnceAndInspectPredictsEachRun) {
   expectAndroidHealth(db);
   db.close();
 
+  // A report over a file inspect or verify reads is refused, however spelt.
+  const std::string respelt = (path("fx") / ".." / "fx" / "ios.sqlite").string();
+  for (const std::string command : {"inspect", "verify"}) {
+    ToolResult r = tool(command + stores("fx") + " --out " + path("new.sqlite").string() + " --html " + respelt);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "veq-migrate: " + respelt + ": is also a file " + command + " reads\n");
+  }
+
   const std::string output = slurp(path("new.sqlite"));
   ASSERT_EQ(tool("inspect" + stores("fx") + " --out " + path("new.sqlite").string() + " --json " +
                  path("predicted2.json").string()).status, 0);
