@@ -164,14 +164,6 @@ int64_t rowCount(VEQFMDatabase& db, const std::string& table) {
   return rs->objectForColumnIndex(0).integerValue();
 }
 
-bool sameFile(const std::string& a, const std::string& b) {
-  std::error_code ec;
-  if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
-  const fs::path ca = fs::weakly_canonical(fs::absolute(a, ec), ec);
-  const fs::path cb = fs::weakly_canonical(fs::absolute(b, ec), ec);
-  return ca == cb;
-}
-
 std::string fileUriOf(const std::string& path) { return fileUriImpl(path); }
 
 int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& args) {

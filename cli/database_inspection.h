@@ -42,10 +42,6 @@ int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& ar
 // parameters such as immutable=1.
 std::string fileUriOf(const std::string& path);
 
-// Whether two paths name one file: the same inode when both exist, else the
-// same absolute path once every symlink and "..", "." of it is resolved.
-bool sameFile(const std::string& a, const std::string& b);
-
 // Names of the ordinary tables (internal sqlite_ tables excluded).
 std::set<std::string> tableNames(VEQFMDatabase& db);
 // Rows of one table; -1 when the count cannot be read.

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 
+#include "cli/command_paths.h"
 #include "cli/database_inspection.h"
 #include "cli/health_coverage.h"
 #include "cli/html_report.h"
@@ -22,16 +23,11 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-const std::string& pathOf(const RunOptions& options, const LegacyStoreKind& kind) {
-  if (kind.label == "ios") return options.iosPath;
-  return kind.label == "android" ? options.androidPath : options.androidCloudPath;
-}
-
 // Each store's tables and the devices its registry would hold.
 Json describeStores(const RunOptions& options) {
   Json stores = Json::array();
   for (const LegacyStoreKind& kind : legacyStoreKinds()) {
-    const std::string& path = pathOf(options, kind);
+    const std::string& path = storePath(options, kind);
     if (path.empty()) continue;
     std::string problem;
     auto db = openCheckedDatabase(path, SQLITE_OPEN_READONLY, &problem);
@@ -94,10 +90,8 @@ void printInspection(const Json& stores, const Json& health, const MigrationRepo
 }  // namespace
 
 int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream& err) {
-  const RunOptions& s = options.stores;
   const std::string overInput =
-      reportOverInput("inspect", {options.jsonPath, options.htmlPath},
-                      {s.iosPath, s.androidPath, s.androidCloudPath, s.defaultsPath, options.existingOut});
+      reportOverInput("inspect", options.stores, options.existingOut, options.jsonPath, options.htmlPath);
   if (!overInput.empty()) {
     err << overInput;
     return 2;

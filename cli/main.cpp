@@ -62,9 +62,17 @@ void addStoreOptions(CLI::App* command, veq::RunOptions* stores, std::string* ti
   command->add_option("--time-zone", *timeZone, "IANA time zone of the legacy dates (default: the system's)");
 }
 
-void addReportOptions(CLI::App* command, std::string* json, std::string* html) {
-  command->add_option("--json", *json, "Also write the result as JSON to this file");
-  command->add_option("--html", *html, "Also write the result as one HTML page to this file");
+// `inspect` and `verify` read the stores and one output and write only the
+// reports asked for; they differ in what their --out is for.
+template <class Options>
+CLI::App* addCheckingCommand(CLI::App& app, const char* name, const char* description, Options* options,
+                             std::string Options::*out, const char* outHelp, std::string* timeZone) {
+  CLI::App* command = app.add_subcommand(name, description);
+  addStoreOptions(command, &options->stores, timeZone);
+  command->add_option("--out", options->*out, outHelp);
+  command->add_option("--json", options->jsonPath, "Also write the result as JSON to this file");
+  command->add_option("--html", options->htmlPath, "Also write the result as one HTML page to this file");
+  return command;
 }
 
 }  // namespace
@@ -96,18 +104,13 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0.0, 3600.0));
 
   veq::InspectOptions inspect;
-  CLI::App* inspectCommand =
-      app.add_subcommand("inspect", "Show what the stores hold and what a migration would do; write nothing");
-  addStoreOptions(inspectCommand, &inspect.stores, &timeZone);
-  inspectCommand->add_option("--out", inspect.existingOut, "Predict for this existing output (it is not changed)");
-  addReportOptions(inspectCommand, &inspect.jsonPath, &inspect.htmlPath);
-
+  CLI::App* inspectCommand = addCheckingCommand(
+      app, "inspect", "Show what the stores hold and what a migration would do; write nothing", &inspect,
+      &veq::InspectOptions::existingOut, "Predict for this existing output (it is not changed)", &timeZone);
   veq::VerifyOptions verify;
-  CLI::App* verifyCommand =
-      app.add_subcommand("verify", "Check that an output holds everything the stores imply");
-  addStoreOptions(verifyCommand, &verify.stores, &timeZone);
-  verifyCommand->add_option("--out", verify.outPath, "The output to check (required; it is not changed)");
-  addReportOptions(verifyCommand, &verify.jsonPath, &verify.htmlPath);
+  CLI::App* verifyCommand = addCheckingCommand(
+      app, "verify", "Check that an output holds everything the stores imply", &verify, &veq::VerifyOptions::outPath,
+      "The output to check (required; it is not changed)", &timeZone);
 
   veq::FixtureOptions fixtures;
   CLI::App* fixturesCommand = app.add_subcommand("fixtures", "Write generated legacy stores and defaults");

@@ -8,13 +8,13 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
 #include <vector>
 
+#include "cli/command_paths.h"
 #include "cli/database_inspection.h"
 #include "cli/migration_plan.h"
 #include "cli/progress.h"
@@ -54,12 +54,6 @@ bool isFatalWriteError(int code) {
 struct FatalWriteError {
   std::string cause;
 };
-
-const std::string& storePath(const RunOptions& options, const LegacyStoreKind& kind) {
-  static const std::map<std::string, std::string RunOptions::*> fields = {
-      {"ios", &RunOptions::iosPath}, {"android", &RunOptions::androidPath}, {"android_cloud", &RunOptions::androidCloudPath}};
-  return options.*fields.at(kind.label);
-}
 
 std::shared_ptr<VEQFMDatabase> createDatabase(const std::string& path, std::string* problem) {
   auto db = std::make_shared<VEQFMDatabase>(path);
@@ -167,36 +161,24 @@ bool MigrationRun::checkDefaults() {
   return true;
 }
 
-// Every file the run writes must be a file of its own: not an input, not the
-// output, not the defaults, not another report, under any spelling of its
-// path or through any symlink. Then each written file must be creatable
-// where it is named.
+// Every file the run writes must be a file of its own (command_paths.h): not
+// an input, not the output, not the defaults, not another report. Then each
+// written file must be creatable where it is named.
 bool MigrationRun::checkOutputPaths() {
-  struct Named {
-    std::string path;
-    std::string option;
-    bool written;
-  };
-  std::vector<Named> files;
+  std::vector<NamedPath> files;
   for (const OpenStore& store : stores_) files.push_back({store.path, store.kind->option, false});
   files.push_back({options_.defaultsPath, "--defaults", true});
   files.push_back({options_.outPath, "--out", true});
   files.push_back({options_.jsonPath, "--json", true});
   files.push_back({options_.rejectsPath, "--rejects", true});
   files.push_back({options_.htmlPath, "--html", true});
-  std::erase_if(files, [](const Named& f) { return f.path.empty(); });
-
-  for (size_t i = 0; i < files.size(); ++i) {
-    for (size_t j = 0; j < files.size(); ++j) {
-      if (i == j || !files[i].written || (files[j].written && j < i)) continue;
-      if (sameFile(files[i].path, files[j].path)) {
-        return refuse(files[i].path, fmt::format("{} names the same file as {}", files[i].option, files[j].option));
-      }
-    }
+  if (const std::optional<PathClash> clash = findPathClash(files)) {
+    return refuse(clash->written.path,
+                  fmt::format("{} names the same file as {}", clash->written.option, clash->other.option));
   }
   std::error_code ec;
-  for (const Named& file : files) {
-    if (!file.written) continue;
+  for (const NamedPath& file : files) {
+    if (!file.written || file.path.empty()) continue;
     const std::string& path = file.path;
     if (fs::is_directory(path, ec)) return refuse(path, "is a directory");
     const fs::path parent = fs::path(path).parent_path();

@@ -9,23 +9,9 @@
 #include <filesystem>
 #include <sstream>
 
-#include "cli/database_inspection.h"
-
 namespace veq {
 
 namespace fs = std::filesystem;
-
-std::string reportOverInput(const std::string& command, const std::vector<std::string>& reports,
-                            const std::vector<std::string>& reads) {
-  for (const std::string& report : reports) {
-    for (const std::string& read : reads) {
-      if (!report.empty() && !read.empty() && sameFile(report, read)) {
-        return fmt::format("veq-migrate: {}: is also a file {} reads\n", report, command);
-      }
-    }
-  }
-  return "";
-}
 
 ScratchMigration::ScratchMigration(const RunOptions& stores, const std::string& startFrom, std::ostream& err) {
   std::string dir = (fs::temp_directory_path() / "veq-migrate-scratch-XXXXXX").string();

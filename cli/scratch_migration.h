@@ -14,17 +14,11 @@
 #include <memory>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "cli/report.h"
 #include "cli/run_command.h"
 
 namespace veq {
-
-// The first report path that names one of the files a command reads, as
-// "veq-migrate: <report>: is also a file <command> reads"; "" when none.
-std::string reportOverInput(const std::string& command, const std::vector<std::string>& reports,
-                            const std::vector<std::string>& reads);
 
 class ScratchMigration {
  public:

@@ -9,6 +9,7 @@
 #include <set>
 #include <vector>
 
+#include "cli/command_paths.h"
 #include "cli/database_inspection.h"
 #include "cli/health_coverage.h"
 #include "cli/html_report.h"
@@ -141,10 +142,8 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
     err << fmt::format("veq-migrate: {}: {}\n", options.outPath, problem);
     return 2;
   }
-  const RunOptions& s = options.stores;
   const std::string overInput =
-      reportOverInput("verify", {options.jsonPath, options.htmlPath},
-                      {s.iosPath, s.androidPath, s.androidCloudPath, s.defaultsPath, options.outPath});
+      reportOverInput("verify", options.stores, options.outPath, options.jsonPath, options.htmlPath);
   if (!overInput.empty()) {
     err << overInput;
     return 2;

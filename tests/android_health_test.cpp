@@ -19,7 +19,6 @@ namespace veq {
 namespace {
 
 using Row = std::vector<std::string>;
-constexpr int kFirstRecordColumn = 7;  // after pk and the six base columns
 
 // 2024-03-15 in UTC: its day stamp, and legacy milliseconds of its midnight.
 const std::string kDay = "1710460800";
@@ -104,33 +103,13 @@ class VEQAndroidHealthTest : public ::testing::Test {
     VEQProDBManager::androidDataMigrationWithTableName(
         table, target_.get(), store ? store : android_.get(), [&](const std::string&, VEQFMDatabase*, bool ok) {
           EXPECT_TRUE(ok);
-          const VEQRowReport& r = VEQProDBManager::lastRowReport();
-          outcomes += std::string(veqOutcomeName(r.outcome));
-          if (r.outcome == VEQRowOutcome::kSkipped) outcomes += ":" + std::string(veqSkipReasonName(r.reason));
-          outcomes += " ";
+          outcomes += lastOutcome() + " ";
         });
     return outcomes;
   }
 
-  // The record columns of every row of a new table, in pk order, as "%@" texts.
-  std::vector<Row> records(const std::string& table) {
-    std::vector<Row> out;
-    auto rs = target_->database()->executeQuery("SELECT * FROM " + table + " ORDER BY pk");
-    while (rs && rs->next()) {
-      Row row;
-      for (int i = kFirstRecordColumn; i < rs->columnCount(); ++i)
-        row.push_back(rs->objectForColumnIndex(i).description());
-      out.push_back(std::move(row));
-    }
-    return out;
-  }
-
-  // One column of every record, in pk order.
-  Row column(const std::string& table, size_t index) {
-    Row out;
-    for (const Row& row : records(table)) out.push_back(row.at(index));
-    return out;
-  }
+  std::vector<Row> records(const std::string& table) { return recordTexts(target_->database().get(), table); }
+  Row column(const std::string& table, size_t index) { return recordColumn(target_->database().get(), table, index); }
 
   ScratchDir dir_;
   std::shared_ptr<VEQFMDatabaseQueue> android_, cloud_, other_, target_;
@@ -139,7 +118,7 @@ class VEQAndroidHealthTest : public ::testing::Test {
 
 // ---- Device resolution --------------------------------------------------------
 
-TEST_F(VEQAndroidHealthTest, EachStoreResolvesThroughItsOwnRegistry) {
+TEST_F(VEQAndroidHealthTest, DevicesResolveThroughEachStoresOwnRegistry) {
   const std::string rows = "INSERT INTO HEALTH_SLEEP (smart_device_id, D_ID, DATE, YEAR, MONTH, DAY) VALUES"
                            " (NULL, 7, " + kDateMs + ", 2024, 3, 15), ('', 8, " + kDateMs + ", 2024, 3, 15);";
   legacy(rows);
@@ -150,9 +129,8 @@ TEST_F(VEQAndroidHealthTest, EachStoreResolvesThroughItsOwnRegistry) {
   EXPECT_EQ(migrate("HEALTH_SLEEP", cloud_.get()), "inserted skipped:unknown_device ");
   EXPECT_EQ(migrate("HEALTH_SLEEP", other_.get()), "skipped:unknown_device skipped:unknown_device ");
   EXPECT_EQ(column("health_sleep", 0), (Row{kMac7, "AABBCCDDEE08", kCloud7}));
-}
 
-TEST_F(VEQAndroidHealthTest, DayRowsPreferTheirOwnKeyAndItemRowsNeverReadIt) {
+  // Day rows prefer their own key; item rows never read it.
   legacy("INSERT INTO HEALTH_SPORT (smart_device_id, D_ID, DATE, YEAR, MONTH, DAY) VALUES"
          " ('AA:BB:CC:DD:EE:FF', 5, " + kDateMs + ", 2024, 3, 15), (NULL, 5, " + kDateMs + ", 2024, 3, 15);"
          "INSERT INTO HEALTH_SPORT_ITEM (smart_device_id, DATE, SPORT_DATA_ID) VALUES"
@@ -162,9 +140,8 @@ TEST_F(VEQAndroidHealthTest, DayRowsPreferTheirOwnKeyAndItemRowsNeverReadIt) {
   // The id "7x" is looked up by its integer value, 7.
   EXPECT_EQ(migrate("HEALTH_SPORT_ITEM"), "skipped:unknown_device inserted ");
   EXPECT_EQ(column("health_sport_item", 0), (Row{kMac7}));
-}
 
-TEST_F(VEQAndroidHealthTest, OnlyTheHeartRateDayTestsTheAddressBeforeRemovingSeparators) {
+  // Only the heart-rate day tests the address before removing separators.
   const std::string day = " (9, " + kDateMs + ", 2024, 3, 15);";
   legacy("INSERT INTO HEALTH_HEART_RATE (D_ID, DATE, YEAR, MONTH, DAY) VALUES" + day +
          "INSERT INTO HEALTH_BLOOD_PRESSED (D_ID, DATE, YEAR, MONTH, DAY) VALUES" + day);
@@ -245,16 +222,15 @@ TEST_F(VEQAndroidHealthTest, GpsTracksAndPointsLandInTheirColumnsWithTheTracksDa
 
 // ---- Skips and year corrections ----------------------------------------------------
 
-TEST_F(VEQAndroidHealthTest, DayRowsOf1970AreSkippedAndBuddhistYearsCorrected) {
+TEST_F(VEQAndroidHealthTest, RowsWithoutAUsableDayAreSkippedAndBuddhistYearsCorrected) {
   // 2024 is the current year: 2567 is 543 ahead (Buddhist era), 2524 exactly 500.
   legacy("INSERT INTO HEALTH_SPORT (D_ID, DATE, YEAR, MONTH, DAY) VALUES (7, 1000, 1970, 1, 1),"
          " (7, " + kDateMs + ", 2567, 3, 15), (7, " + kDateMs + ", 2524, 3, 15), (5, 1000, 1970, 1, 1);");
   EXPECT_EQ(migrate("HEALTH_SPORT"), "skipped:year_1970 inserted inserted skipped:unknown_device ");
   EXPECT_EQ(column("health_sport", 14), (Row{"2024", "2524"}));
   EXPECT_EQ(column("health_sport", 11)[0], kDay);
-}
 
-TEST_F(VEQAndroidHealthTest, RowsWithoutATimeAreSkipped) {
+  // Rows without a time are skipped.
   legacy("INSERT INTO HEALTH_HEART_RATE_ITEM (DATE, RATE_DATA_ID) VALUES (0, 7), (-5, 7), (NULL, 7);"
          "INSERT INTO HEALTH_BLOOD_PRESSED_ITEM (DATE, BLOOD_PRESSED_DATA_ITEM_ID) VALUES (0, 5), (0, 7);"
          "INSERT INTO ADDWEIGHTDADA (date, weightValue) VALUES (0, 70), (-1, 70);"

@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <sqlite3.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,18 +18,29 @@
 #include "cli/database_inspection.h"
 #include "cli/migration_plan.h"
 #include "cli/run_command.h"
+#include "collaborators/models.h"
+#include "collaborators/schema_installer.h"
+#include "collaborators/sync_sql_manager.h"
 #include "test_support.h"
 #include "tool_test_support.h"
-
-extern char** environ;
 
 namespace veq {
 namespace {
 
 namespace fs = std::filesystem;
 
-using CliTest = ToolTest;
+using Json = nlohmann::json;
 
+class CliTest : public ToolTest {
+ protected:
+  Json json(const std::string& name) const { return Json::parse(slurp(path(name))); }
+};
+
+// The menstrual-cycle records carry no device key and are inserted anew on
+// every run.
+bool insertsAnew(const std::string& table) {
+  return table == "t_set_menstruation_info" || table == "t_set_menstruation_remind_info";
+}
 
 TEST_F(CliTest, FixturesAreDeterministicAndShapedLikeLegacyStores) {
   fixtures("a", "--days 20 --devices 3 --seed 7");
@@ -55,23 +65,24 @@ TEST_F(CliTest, FixturesAreDeterministicAndShapedLikeLegacyStores) {
   EXPECT_EQ(count(ios, "SELECT COUNT(*) FROM t_sport_item WHERE date = 0 OR smart_device_id = ''"), 2);
 }
 
-TEST_F(CliTest, RunReportsEveryTableAndASecondRunAddsNothing) {
-  fixtures("fx");
-  ToolResult first = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string() + " --rejects " +
-                          path("rejects.jsonl").string());
-  ASSERT_EQ(first.status, 0) << first.err;
-  EXPECT_EQ(first.err, "");  // stderr is not a terminal: no progress line
-  EXPECT_NE(first.out.find("t_sport_item"), std::string::npos);
+// The per-table figures a report's "tables" gives, keyed by store and table.
+std::map<std::string, Json> outcomes(const Json& tables) {
+  std::map<std::string, Json> out;
+  for (const Json& t : tables) {
+    out[t["store"].get<std::string>() + " " + t["table"].get<std::string>()] =
+        Json{t["rows"], t["outcomes"], t["skip_reasons"], t["failed_statements"]};
+  }
+  return out;
+}
 
-  const auto report = nlohmann::json::parse(slurp(path("report.json")));
-  ASSERT_TRUE(report["tables"].is_array());
-  std::set<std::string> stores;
-  std::map<std::string, int64_t> skippedPerTable;
+// Every row has one outcome and every skip a reason; the rejects file holds
+// the skipped rows, each once with its reason, and for the iOS sport days
+// exactly the rows without a device or a date.
+void expectEveryRowAccountedFor(const Json& report, const std::string& rejects, VEQFMDatabase& db) {
+  std::map<std::string, int64_t> skippedPerTable, rejectedPerTable;
   for (const auto& t : report["tables"]) {
-    stores.insert(t["store"].get<std::string>());
     EXPECT_EQ(t["rows"], t["succeeded"].get<int64_t>() + t["failed"].get<int64_t>()) << t["table"];
     EXPECT_EQ(t["failed"], 0) << t["table"];
-    // Every row has exactly one outcome, and every skip a reason.
     const auto& o = t["outcomes"];
     EXPECT_EQ(t["rows"], o["inserted"].get<int64_t>() + o["updated"].get<int64_t>() + o["kept"].get<int64_t>() +
                              o["skipped"].get<int64_t>() + o["failed"].get<int64_t>())
@@ -79,53 +90,170 @@ TEST_F(CliTest, RunReportsEveryTableAndASecondRunAddsNothing) {
     int64_t byReason = 0;
     for (const auto& [reason, n] : t["skip_reasons"].items()) byReason += n.get<int64_t>();
     EXPECT_EQ(byReason, o["skipped"]) << t["table"];
-    EXPECT_EQ(o["failed"], 0) << t["table"];
-    skippedPerTable[t["store"].get<std::string>() + " " + t["table"].get<std::string>()] += o["skipped"].get<int64_t>();
+    if (o["skipped"] != 0) skippedPerTable[t["store"].get<std::string>() + " " + t["table"].get<std::string>()] = o["skipped"];
   }
-  EXPECT_EQ(stores, (std::set<std::string>{"ios", "android", "android_cloud"}));
-  EXPECT_EQ(report["ok"], true);
-  // Every iOS item that has a device and a date lands once (the Android
-  // stores' device keys have no ":").
-  const int64_t items = count(path("fx") / "ios.sqlite", "SELECT COUNT(*) FROM t_sport_item");
-  EXPECT_EQ(count(path("new.sqlite"), "SELECT COUNT(*) FROM health_sport_item WHERE mac_addr LIKE '%:%'"), items - 2);
-  EXPECT_EQ(report["new_records"]["t_get_func_main"], 2);
-
-  // The rejects file holds the skipped rows, each once, with its reason; for
-  // the sport tables exactly the rows without a device or a date.
-  std::map<std::string, int64_t> rejectedPerTable;
   std::set<int64_t> sportDayRowids;
-  std::istringstream lines(slurp(path("rejects.jsonl")));
+  std::istringstream lines(rejects);
   for (std::string line; std::getline(lines, line);) {
-    const auto reject = nlohmann::json::parse(line);
+    const auto reject = Json::parse(line);
     EXPECT_EQ(reject["outcome"], "skipped");
     EXPECT_FALSE(reject["reason"].get<std::string>().empty());
     ++rejectedPerTable[reject["store"].get<std::string>() + " " + reject["table"].get<std::string>()];
-    if (reject["table"] == "t_sport_data") {
-      sportDayRowids.insert(reject["rowid"].get<int64_t>());
-      EXPECT_TRUE(reject["row"]["smart_device_id"] == "" || reject["row"]["date"] == 0) << line;
-    }
+    if (reject["store"] == "ios" && reject["table"] == "t_sport_data") sportDayRowids.insert(reject["rowid"].get<int64_t>());
   }
-  std::erase_if(skippedPerTable, [](const auto& entry) { return entry.second == 0; });
   EXPECT_EQ(rejectedPerTable, skippedPerTable);
   std::set<int64_t> unplaceable;
-  VEQFMDatabase ios((path("fx") / "ios.sqlite").string());
-  ASSERT_TRUE(ios.open());
-  for (auto rs = ios.executeQuery("SELECT rowid FROM t_sport_data WHERE smart_device_id = '' OR date < 1");
+  for (auto rs = db.executeQuery("SELECT rowid FROM i.t_sport_data WHERE smart_device_id = '' OR date < 1");
        rs && rs->next();) {
     unplaceable.insert(rs->longLongIntForColumn("rowid"));
   }
   EXPECT_EQ(sportDayRowids, unplaceable);
+}
 
-  ToolResult second = tool(runArgs("fx", "new.sqlite") + " --json " + path("again.json").string());
+// Each device gets each settings record once (the menstrual records, which
+// carry no device, once per legacy row), and the bound device takes the
+// binding over from the defaults.
+void expectSettings(VEQFMDatabase& db, int devices) {
+  for (const VEQModelSchema* schema : veqAllModelSchemas()) {
+    const std::string& table = schema->tableName;
+    if (table.empty() || table.rfind("t_get_func", 0) == 0) continue;
+    const std::string perDevice = insertsAnew(table) ? "SELECT COUNT(*) FROM " + table
+                                                     : "SELECT COUNT(DISTINCT mac_addr) FROM " + table +
+                                                           " WHERE mac_addr LIKE 'AA:BB:CC:DD:EE:0_'";
+    EXPECT_EQ(queryInt(&db, perDevice), devices) << table;
+  }
+  EXPECT_EQ(queryInt(&db, "SELECT bind_state FROM t_get_device_info WHERE device_name = 'VEQ Band 01'"), 1);
+}
+
+// Every health table fills; every iOS item (device keys with colons) with a
+// device and a date lands once; the sleeps include some that began the
+// evening before and some that began after midnight.
+void expectIosHealth(VEQFMDatabase& db) {
+  for (const std::string& table : VEQSyncSqlManager::healthTableNames())
+    EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM " + table), 0) << table;
+  EXPECT_EQ(queryInt(&db, "SELECT COUNT(*) FROM health_sport_item WHERE mac_addr LIKE '%:%'"),
+            queryInt(&db, "SELECT COUNT(*) FROM i.t_sport_item") - 2);
+  EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM health_sleep WHERE mac_addr LIKE '%:%' AND start_stamp < day_stamp"), 0);
+  EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM health_sleep WHERE mac_addr LIKE '%:%' AND start_stamp > day_stamp"), 0);
+}
+
+// Distinct (device key, "DATE") of the rows of an Android day table that
+// name a device their store knows and a year other than 1970, over both
+// Android stores.
+std::string androidDays(const std::string& table) {
+  std::string sql = "SELECT COUNT(*) FROM (";
+  for (const char* store : {"a", "c"}) {
+    if (std::string(store) == "c") sql += " UNION ";
+    sql += "SELECT CASE WHEN r.smart_device_id <> '' THEN r.smart_device_id ELSE REPLACE(b.MAC_ADDRESS, ':', '') END,"
+           " r.DATE FROM " + std::string(store) + "." + table + " r LEFT JOIN " + store +
+           ".BASIC_INFOS b ON b.D_ID = r.D_ID WHERE r.YEAR <> 1970 AND (r.smart_device_id <> '' OR b.D_ID IS NOT NULL)";
+  }
+  return sql + ")";
+}
+
+// The Android history (device keys without colons) of both stores lands
+// through each store's own registry, once, 1970 days left out, with days
+// only one of the stores holds; every point has its track's day.
+void expectAndroidHealth(VEQFMDatabase& db) {
+  for (auto [legacy, table] : {std::pair{"HEALTH_SPORT", "health_sport"}, {"HEALTH_HEART_RATE", "health_heart_rate"},
+                               {"HEALTH_SLEEP", "health_sleep"}, {"HEALTH_BLOOD_PRESSED", "health_blood_pressure"}}) {
+    const std::string android = std::string(" FROM ") + table + " WHERE mac_addr NOT LIKE '%:%'";
+    EXPECT_GT(queryInt(&db, "SELECT COUNT(*)" + android), 10) << table;
+    EXPECT_EQ(queryInt(&db, "SELECT COUNT(*)" + android), queryInt(&db, androidDays(legacy))) << table;
+  }
+  EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM health_sport WHERE mac_addr NOT LIKE '%:%' AND day < 10"), 0);
+  EXPECT_GT(queryInt(&db, "SELECT COUNT(*) FROM health_sport WHERE mac_addr NOT LIKE '%:%' AND day > 20"), 0);
+  EXPECT_EQ(queryInt(&db, "SELECT COUNT(*) FROM health_gps_point WHERE day_stamp IS NULL"), 0);
+  EXPECT_EQ(queryInt(&db, "SELECT COUNT(*) FROM health_gps g WHERE point_count <> (SELECT COUNT(*) FROM"
+                          " health_gps_point p WHERE p.mac_addr = g.mac_addr AND p.start_stamp = g.start_stamp)"),
+            0);
+}
+
+// Every record of every new table as text, in pk order.
+std::map<std::string, std::string> contents(const fs::path& file) {
+  std::map<std::string, std::string> out;
+  VEQFMDatabase db(file.string());
+  EXPECT_TRUE(db.open());
+  for (const std::string& table : veqNewTableNames()) {
+    for (auto rs = db.executeQuery("SELECT * FROM " + table + " ORDER BY pk"); rs && rs->next();) {
+      for (int i = 0; i < rs->columnCount(); ++i) out[table] += rs->objectForColumnIndex(i).description() + "|";
+      out[table] += "\n";
+    }
+  }
+  return out;
+}
+
+// The whole tool on every store: inspect predicts the first run, which
+// converts every table of every area once; inspect against that output
+// predicts the second run, which adds nothing.
+TEST_F(CliTest, RunConvertsEveryAreaOnceAndInspectPredictsEachRun) {
+  constexpr int kDevices = 3;
+  fixtures("fx", "--days 30 --devices " + std::to_string(kDevices));
+  const auto before = snapshot(path("fx"));
+  ToolResult inspect = tool("inspect" + stores("fx") + " --json " + path("predicted.json").string());
+  ASSERT_EQ(inspect.status, 0) << inspect.err;
+  EXPECT_NE(inspect.out.find("what a migration would do"), std::string::npos);
+  EXPECT_EQ(snapshot(path("fx")), before);
+  EXPECT_FALSE(fs::exists(path("new.sqlite")));
+  const Json inspected = json("predicted.json");
+  EXPECT_EQ(inspected["stores"].size(), 3u);
+  EXPECT_EQ(inspected["stores"][0]["devices"].size(), size_t{kDevices});
+  bool sport = false;
+  for (const Json& h : inspected["health"]) sport = sport || (h["kind"] == "sport" && h["days"].get<int>() > 0);
+  EXPECT_TRUE(sport);
+
+  ToolResult first = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string() + " --rejects " +
+                          path("rejects.jsonl").string());
+  ASSERT_EQ(first.status, 0) << first.err;
+  EXPECT_EQ(first.err, "");  // stderr is not a terminal: no progress line
+  EXPECT_NE(first.out.find("t_sport_item"), std::string::npos);
+  const Json report = json("report.json");
+  EXPECT_EQ(report["ok"], true);
+  EXPECT_TRUE(report["not_converted"].empty()) << report["not_converted"];
+  EXPECT_EQ(outcomes(inspected["prediction"]["tables"]), outcomes(report["tables"]));
+  EXPECT_EQ(json("fx/defaults.json"), Json::object());  // the binding was taken over
+
+  VEQFMDatabase db(path("new.sqlite").string());
+  ASSERT_TRUE(db.open());
+  ASSERT_TRUE(db.executeStatements("ATTACH '" + (path("fx") / "ios.sqlite").string() + "' AS i; ATTACH '" +
+                                   (path("fx") / "android.sqlite").string() + "' AS a; ATTACH '" +
+                                   (path("fx") / "android_cloud.sqlite").string() + "' AS c;"));
+  expectEveryRowAccountedFor(report, slurp(path("rejects.jsonl")), db);
+  expectSettings(db, kDevices);
+  expectIosHealth(db);
+  expectAndroidHealth(db);
+  db.close();
+
+  // A report over a file inspect or verify reads is refused, however spelt.
+  const std::string respelt = (path("fx") / ".." / "fx" / "ios.sqlite").string();
+  for (const std::string command : {"inspect", "verify"}) {
+    ToolResult r = tool(command + stores("fx") + " --out " + path("new.sqlite").string() + " --html " + respelt);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "veq-migrate: " + respelt + ": is also a file " + command + " reads\n");
+  }
+
+  const std::string output = slurp(path("new.sqlite"));
+  ASSERT_EQ(tool("inspect" + stores("fx") + " --out " + path("new.sqlite").string() + " --json " +
+                 path("predicted2.json").string()).status, 0);
+  EXPECT_EQ(slurp(path("new.sqlite")), output);
+  const auto records = contents(path("new.sqlite"));
+  ToolResult second = tool(runArgs("fx", "new.sqlite") + " --quiet --json " + path("again.json").string());
   ASSERT_EQ(second.status, 0) << second.err;
-  // The menstrual-cycle records carry no device key and are inserted anew
-  // on every run (settings_end_to_end_test.cpp checks them).
-  auto settled = [](nlohmann::json records) {
-    records.erase("t_set_menstruation_info");
-    records.erase("t_set_menstruation_remind_info");
-    return records;
-  };
-  EXPECT_EQ(settled(nlohmann::json::parse(slurp(path("again.json")))["new_records"]), settled(report["new_records"]));
+  EXPECT_EQ(second.out + second.err, "");  // --quiet: nothing but errors
+  const Json again = json("again.json");
+  EXPECT_EQ(outcomes(json("predicted2.json")["prediction"]["tables"]), outcomes(again["tables"]));
+  // Every record is rewritten as it was, but for the binding, which only the
+  // first run could take over, and the records without a device key.
+  const auto rewritten = contents(path("new.sqlite"));
+  for (const auto& [table, text] : records) {
+    if (insertsAnew(table)) {
+      EXPECT_EQ(again["new_records"][table], 2 * report["new_records"][table].get<int64_t>()) << table;
+    } else if (table == "t_get_device_info") {
+      EXPECT_EQ(again["new_records"][table], report["new_records"][table]);
+    } else {
+      EXPECT_EQ(rewritten.at(table), text) << table;
+    }
+  }
 }
 
 TEST_F(CliTest, FailedRowsAndUnknownTablesShowInTheReportAndStatus) {
@@ -140,11 +268,17 @@ TEST_F(CliTest, FailedRowsAndUnknownTablesShowInTheReportAndStatus) {
   ASSERT_TRUE(old.executeStatements("CREATE TABLE t_get_func_main (pk INTEGER PRIMARY KEY, mac_addr TEXT);"));
   old.close();
 
+  // The defaults are replaced through "<file>.tmp"; a directory there makes
+  // the write-back fail after the migration: one line, and a problem.
+  fs::create_directory(path("fx") / "defaults.json.tmp");
+
   ToolResult r = tool(runArgs("fx", "new.sqlite") + " --json " + path("report.json").string());
   EXPECT_EQ(r.status, 1) << r.err;
-  EXPECT_NE(r.out.find("WITH FAILURES"), std::string::npos);
+  EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+  EXPECT_NE(r.out.find("migrated WITH FAILURES"), std::string::npos);
   const auto report = nlohmann::json::parse(slurp(path("report.json")));
   EXPECT_EQ(report["ok"], false);
+  EXPECT_EQ(report["problems"].size(), 1u);
   // Two rows with a device fail; the row without one is skipped as done. The
   // table's failed statements are its own, with the first one's message.
   for (const auto& t : report["tables"]) {
@@ -205,14 +339,23 @@ TEST_F(CliTest, BadInputsAreRefusedWithOneLineAndNothingWritten) {
   ASSERT_EQ(tool(runArgs("fx", "existing.sqlite")).status, 0);
   const int64_t before = count(path("existing.sqlite"), "SELECT COUNT(*) FROM health_sport_item");
 
+  auto expectRefused = [this](const ToolResult& r, const std::string& file) {
+    EXPECT_EQ(r.status, 2) << file;
+    EXPECT_EQ(r.err.rfind("veq-migrate: " + file + ": ", 0), 0u) << r.err;
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    EXPECT_FALSE(fs::exists(path("new.sqlite"))) << file;
+  };
   for (const char* in : {"text", "missing", "truncated", "damaged", "damaged>existing"}) {
     const std::string name(in), input = path(name.substr(0, name.find('>')) + ".sqlite").string();
     const std::string out = path(name.find('>') == std::string::npos ? "new.sqlite" : "existing.sqlite").string();
-    ToolResult r = tool("run --ios " + input + " --out " + out);
-    EXPECT_EQ(r.status, 2) << input;
-    EXPECT_EQ(r.err.rfind("veq-migrate: " + input + ": ", 0), 0u) << r.err;
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
-    EXPECT_FALSE(fs::exists(path("new.sqlite"))) << input;
+    expectRefused(tool("run --ios " + input + " --out " + out), input);
+  }
+  // Defaults that are not a JSON object: empty, or nested too deep.
+  const std::string defaults = (path("fx") / "defaults.json").string();
+  for (const std::string& content : {std::string(), std::string(100000, '[') + std::string(100000, ']'),
+                                     std::string(100000, '{')}) {
+    std::ofstream(defaults, std::ios::trunc) << content;
+    expectRefused(tool(runArgs("fx", "new.sqlite")), defaults);
   }
   // An output that cannot be created: its directory is a regular file.
   const std::string unwritable = path("text.sqlite").string() + "/new.sqlite";
@@ -226,12 +369,7 @@ TEST_F(CliTest, KilledRunLeavesEachTableWholeOrUntouched) {
   fixtures("fx", "--days 120 --devices 2");
   const std::string out = path("new.sqlite").string();
   const std::string ios = (path("fx") / "ios.sqlite").string();
-  std::vector<std::string> args = {VEQ_MIGRATE_BIN, "run", "--ios", ios, "--out", out, "--time-zone", "UTC"};
-  std::vector<char*> argv;
-  for (std::string& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  pid_t pid;
-  ASSERT_EQ(posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ), 0);
+  const pid_t pid = spawnTool({"run", "--ios", ios, "--out", out, "--time-zone", "UTC"});
   // Once the sport days are committed, the items are in their transaction.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
   while (std::chrono::steady_clock::now() < deadline && committedRows(out, "health_sport") <= 0) {
@@ -251,26 +389,6 @@ TEST_F(CliTest, KilledRunLeavesEachTableWholeOrUntouched) {
   auto rs = db.executeQuery("PRAGMA integrity_check");
   ASSERT_TRUE(rs && rs->next());
   EXPECT_EQ(rs->stringForColumn("integrity_check"), "ok");
-}
-
-TEST_F(CliTest, ProgressLineOnlyWhenAsked) {
-  fixtures("fx");
-  RunOptions options;
-  options.iosPath = (path("fx") / "ios.sqlite").string();
-  options.outPath = path("new.sqlite").string();
-  options.timeZone = "UTC";
-  options.progress = true;
-  std::ostringstream out, err;
-  EXPECT_EQ(runMigration(options, out, err), 0) << err.str();
-  EXPECT_NE(err.str().find(" rows"), std::string::npos);
-  EXPECT_EQ(err.str().substr(err.str().size() - 4), "\r\x1b[K");  // the line is cleared at the end
-  EXPECT_NE(out.str().find("health_sport_item"), std::string::npos);
-  // --quiet: nothing but errors.
-  options.progress = false;
-  options.quiet = true;
-  std::ostringstream quietOut, quietErr;
-  EXPECT_EQ(runMigration(options, quietOut, quietErr), 0) << quietErr.str();
-  EXPECT_EQ(quietOut.str() + quietErr.str(), "");
 }
 
 TEST_F(CliTest, HelpVersionAndUsageErrors) {

@@ -1,5 +1,6 @@
-// Rules shared by the health conversions: time-stamp normalisation, per-day
-// serial numbers, base values and the insert-or-update step.
+// Rules shared by the health conversions: time-stamp normalisation, base
+// values, filling a record by column name and the insert-or-update step.
+// (The per-day serial numbers are checked through the item conversions.)
 
 #include <gtest/gtest.h>
 
@@ -36,19 +37,6 @@ TEST(VEQHealthRecord, TimeStampsAreSecondsWithCorrectedYears) {
   }
   VEQSDKUtility::setFixedNow(std::nullopt);
   VEQSDKUtility::setTimeZone(zone);
-}
-
-TEST(VEQHealthRecord, SerialNumbersRestartWhenTheDayChanges) {
-  const std::string a = "1704067200", b = "1704153600";
-  M::setCurrentDateStr("");
-  M::setSerialNumber(0);
-  EXPECT_EQ(M::nextSerialNumberForStamp(a), 1);
-  EXPECT_EQ(M::nextSerialNumberForStamp(a), 2);
-  EXPECT_EQ(M::nextSerialNumberForStamp(b), 1);
-  EXPECT_EQ(M::nextSerialNumberForStamp(a), 1);
-  M::setCurrentDateStr("");  // a driver's reset restarts even the last day
-  M::setSerialNumber(0);
-  EXPECT_EQ(M::nextSerialNumberForStamp(a), 1);
 }
 
 TEST(VEQHealthRecord, DescriptionMistakesFailLoudly) {

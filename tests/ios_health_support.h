@@ -21,7 +21,6 @@ namespace veq {
 
 class VEQIosHealthTest : public ::testing::Test {
  protected:
-  static constexpr int kFirstRecordColumn = 7;  // after pk and the six base columns
   static constexpr const char* kMac = "AA:01";  // written as 'AA:01' in the SQL of the tests
 
   void SetUp() override {
@@ -86,25 +85,11 @@ class VEQIosHealthTest : public ::testing::Test {
     run(&VEQProDBManager::androidDataMigrationWithTableName, table, expectedReports);
   }
 
-  // The record values of every row of a new table, in pk order, each as its
-  // "%@" text.
   std::vector<std::vector<std::string>> records(const std::string& table) {
-    std::vector<std::vector<std::string>> out;
-    auto rs = target_->database()->executeQuery("SELECT * FROM " + table + " ORDER BY pk");
-    while (rs && rs->next()) {
-      std::vector<std::string> row;
-      for (int i = kFirstRecordColumn; i < rs->columnCount(); ++i)
-        row.push_back(rs->objectForColumnIndex(i).description());
-      out.push_back(std::move(row));
-    }
-    return out;
+    return recordTexts(target_->database().get(), table);
   }
-
-  // Column `index` (0 = the record's first) of every record of `table`.
   std::vector<std::string> column(const std::string& table, size_t index) {
-    std::vector<std::string> out;
-    for (const auto& row : records(table)) out.push_back(row.at(index));
-    return out;
+    return recordColumn(target_->database().get(), table, index);
   }
 
   static std::string dayStamp(int y, int m, int d) { return VEQSDKUtility::get1970timeTempWithYear(y, m, d); }
@@ -127,10 +112,7 @@ class VEQIosHealthTest : public ::testing::Test {
       EXPECT_EQ(name, table);
       EXPECT_TRUE(ok);
       ++reports;
-      const VEQRowReport& r = VEQProDBManager::lastRowReport();
-      outcomes_ += std::string(veqOutcomeName(r.outcome));
-      if (r.outcome == VEQRowOutcome::kSkipped) outcomes_ += ":" + std::string(veqSkipReasonName(r.reason));
-      outcomes_ += " ";
+      outcomes_ += lastOutcome() + " ";
     });
     EXPECT_EQ(reports, expectedReports) << table;
   }

@@ -164,20 +164,6 @@ TEST_F(VEQIosHealthRecordsTest, BloodPressureDayAndMeasurementsInBindingOrder) {
   EXPECT_EQ(column("health_blood_pressure_item", 4), (Values{"1", "2", "3", "4"}));
 }
 
-TEST_F(VEQIosHealthRecordsTest, BloodPressureMeasurementsRenumberPerRunOfDays) {
-  // Days A, A, (skipped), B, A → 1, 2, 1, 1: the last rewrites A's first.
-  // A second run finds every measurement again.
-  legacy(
-      "INSERT INTO t_blood_item (smart_device_id, timeString, sys_blood) VALUES ('AA:01', '1710460800', 1),"
-      " ('AA:01', '1710460800', 2), ('AA:01', '0', 0), ('AA:01', '1710547200', 3), ('AA:01', '1710460800', 4);");
-  migrateHealth("t_blood_item", 5);
-  migrateHealth("t_blood_item", 5);
-  EXPECT_EQ(outcomes(),
-            "inserted inserted skipped:no_date inserted updated updated updated skipped:no_date updated updated ");
-  EXPECT_EQ(column("health_blood_pressure_item", 4), (Values{"1", "2", "1"}));
-  EXPECT_EQ(column("health_blood_pressure_item", 7), (Values{"4", "2", "3"}));
-}
-
 TEST_F(VEQIosHealthRecordsTest, WeightIsOneRecordPerDayWhateverTheDevice) {
   // The second weighing of the 15th, from another device, replaces the
   // first; the 16th is a record of its own.
@@ -198,6 +184,7 @@ TEST_F(VEQIosHealthRecordsTest, RowsWithoutDeviceOrTimeAreSkippedAsDone) {
     std::string table, timeColumn;
   };
   const Case cases[] = {
+      {false, "t_sport_data", "date"},        {false, "t_sport_item", "date"},
       {false, "t_sleep_head", "date"},        {false, "t_sleep_item", "date"},
       {false, "t_heart_rate_data", "date"},   {false, "t_heart_rate_item", "date"},
       {false, "t_active_data", "time_string"}, {false, "t_gps_data", "time"},
@@ -214,7 +201,7 @@ TEST_F(VEQIosHealthRecordsTest, RowsWithoutDeviceOrTimeAreSkippedAsDone) {
               "skipped:no_device_key skipped:no_device_key skipped:no_date skipped:no_date skipped:no_date "
               "skipped:no_date ");
   }
-  for (const char* table : {"health_sleep", "health_sleep_item", "health_heart_rate", "health_heart_rate_item",
+  for (const char* table : {"health_sport", "health_sport_item", "health_sleep", "health_sleep_item", "health_heart_rate", "health_heart_rate_item",
                             "health_activity", "health_gps", "health_gps_point", "health_blood_pressure",
                             "health_blood_pressure_item", "health_weight"}) {
     EXPECT_TRUE(records(table).empty()) << table;

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <chrono>
@@ -13,8 +11,6 @@
 
 #include "cli/progress.h"
 #include "tool_test_support.h"
-
-extern char** environ;
 
 namespace veq {
 namespace {
@@ -66,18 +62,9 @@ using ProgressTool = ToolTest;
 TEST_F(ProgressTool, ATerminatedRunLeavesTheLineErased) {
   fixtures("fx", "--days 400 --devices 2");
   const std::string err = path("stderr.txt").string();
-  std::vector<std::string> args = {VEQ_MIGRATE_BIN, "run", "--ios", (path("fx") / "ios.sqlite").string(),
-                                   "--out", path("new.sqlite").string(), "--progress"};
-  std::vector<char*> argv;
-  for (std::string& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  pid_t pid;
-  ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
-  posix_spawn_file_actions_destroy(&actions);
+  const pid_t pid = spawnTool({"run", "--ios", (path("fx") / "ios.sqlite").string(), "--out",
+                               path("new.sqlite").string(), "--progress"},
+                              err);
   const auto deadline = std::chrono::steady_clock::now() + 60s;
   while (std::chrono::steady_clock::now() < deadline && slurp(err).find("t_sport_item") == std::string::npos) {
     std::this_thread::sleep_for(5ms);

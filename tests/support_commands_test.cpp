@@ -1,4 +1,5 @@
-// inspect, verify and the HTML report, through the tool as a process.
+// verify and the HTML report, through the tool as a process (cli_test.cpp
+// runs inspect beside run).
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -18,60 +19,8 @@ using Json = nlohmann::json;
 
 class SupportCommands : public ToolTest {
  protected:
-  std::string stores(const std::string& sub) const {
-    const fs::path d = path(sub);
-    return " --ios " + (d / "ios.sqlite").string() + " --android " + (d / "android.sqlite").string() +
-           " --android-cloud " + (d / "android_cloud.sqlite").string() + " --defaults " +
-           (d / "defaults.json").string() + " --time-zone UTC";
-  }
   Json json(const std::string& name) const { return Json::parse(slurp(path(name))); }
-  // Each file of a directory with its bytes.
-  static std::map<std::string, std::string> snapshot(const fs::path& dir) {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::directory_iterator(dir)) files[entry.path().filename()] = slurp(entry.path());
-    return files;
-  }
-  // The per-table figures a report's "tables" gives, keyed by store and table.
-  static std::map<std::string, Json> outcomes(const Json& tables) {
-    std::map<std::string, Json> out;
-    for (const Json& t : tables) {
-      out[t["store"].get<std::string>() + " " + t["table"].get<std::string>()] =
-          Json{t["rows"], t["outcomes"], t["skip_reasons"], t["failed_statements"]};
-    }
-    return out;
-  }
 };
-
-TEST_F(SupportCommands, InspectPredictsExactlyWhatRunReportsAndWritesNothing) {
-  fixtures("fx");
-  const auto before = snapshot(path("fx"));
-  ToolResult inspect = tool("inspect" + stores("fx") + " --json " + path("first.json").string());
-  ASSERT_EQ(inspect.status, 0) << inspect.err;
-  EXPECT_NE(inspect.out.find("what a migration would do"), std::string::npos);
-  EXPECT_EQ(snapshot(path("fx")), before);
-  EXPECT_FALSE(fs::exists(path("new.sqlite")));
-
-  ASSERT_EQ(tool("run" + stores("fx") + " --out " + path("new.sqlite").string() + " --json " +
-                 path("run1.json").string()).status, 0);
-  EXPECT_EQ(outcomes(json("first.json")["prediction"]["tables"]), outcomes(json("run1.json")["tables"]));
-
-  // Against the existing output, inspect predicts the updates of a second run.
-  const std::string output = slurp(path("new.sqlite"));
-  ASSERT_EQ(tool("inspect" + stores("fx") + " --out " + path("new.sqlite").string() + " --json " +
-                 path("second.json").string()).status, 0);
-  EXPECT_EQ(slurp(path("new.sqlite")), output);
-  ASSERT_EQ(tool("run" + stores("fx") + " --out " + path("new.sqlite").string() + " --json " +
-                 path("run2.json").string()).status, 0);
-  EXPECT_EQ(outcomes(json("second.json")["prediction"]["tables"]), outcomes(json("run2.json")["tables"]));
-
-  // The stores' devices and health days are listed.
-  const Json inspected = json("first.json");
-  EXPECT_EQ(inspected["stores"].size(), 3u);
-  EXPECT_EQ(inspected["stores"][0]["devices"].size(), 2u);
-  bool sport = false;
-  for (const Json& h : inspected["health"]) sport = sport || (h["kind"] == "sport" && h["days"].get<int>() > 0);
-  EXPECT_TRUE(sport);
-}
 
 TEST_F(SupportCommands, VerifyFindsMissingDifferingAndExtraRecords) {
   fixtures("fx");

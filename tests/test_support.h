@@ -6,8 +6,10 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "collaborators/fmdb.h"
+#include "migration/pro_db_manager.h"
 
 namespace veq {
 
@@ -28,6 +30,34 @@ struct ScratchDir {
 inline int64_t queryInt(VEQFMDatabase* db, const std::string& sql) {
   auto rs = db->executeQuery(sql);
   return rs && rs->next() ? rs->objectForColumnIndex(0).integerValue() : -1;
+}
+
+// The last row's outcome as "inserted", "skipped:no_date" ….
+inline std::string lastOutcome() {
+  const VEQRowReport& r = VEQProDBManager::lastRowReport();
+  std::string text(veqOutcomeName(r.outcome));
+  if (r.outcome == VEQRowOutcome::kSkipped) text += ":" + std::string(veqSkipReasonName(r.reason));
+  return text;
+}
+
+// The record columns (after pk and the six base columns) of every row of a
+// new health table, in pk order, as "%@" texts.
+inline std::vector<std::vector<std::string>> recordTexts(VEQFMDatabase* db, const std::string& table) {
+  constexpr int kFirstRecordColumn = 7;
+  std::vector<std::vector<std::string>> out;
+  auto rs = db->executeQuery("SELECT * FROM " + table + " ORDER BY pk");
+  while (rs && rs->next()) {
+    std::vector<std::string>& row = out.emplace_back();
+    for (int i = kFirstRecordColumn; i < rs->columnCount(); ++i) row.push_back(rs->objectForColumnIndex(i).description());
+  }
+  return out;
+}
+
+// Column `index` (0 = the record's first) of every record of `table`.
+inline std::vector<std::string> recordColumn(VEQFMDatabase* db, const std::string& table, size_t index) {
+  std::vector<std::string> out;
+  for (const auto& row : recordTexts(db, table)) out.push_back(row.at(index));
+  return out;
 }
 
 }  // namespace veq

@@ -5,7 +5,9 @@
 // `run` arguments for a fixture directory.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 
@@ -13,11 +15,15 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "cli/database_inspection.h"
 #include "collaborators/fmdb.h"
 #include "test_support.h"
+
+extern "C" char** environ;
 
 namespace veq {
 
@@ -46,16 +52,45 @@ class ToolTest : public ::testing::Test {
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
   }
 
+  // Starts the tool with `args` and returns its pid without waiting; its
+  // stdout goes to /dev/null, its stderr to `err` (/dev/null when empty).
+  static pid_t spawnTool(std::vector<std::string> args, const std::string& err = "") {
+    args.insert(args.begin(), VEQ_MIGRATE_BIN);
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, err.empty() ? "/dev/null" : err.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = -1;
+    EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
+  }
+
   // Fixtures in `sub` (default size: 5 days of 2 devices).
   void fixtures(const std::string& sub, const std::string& extra = "--days 5 --devices 2") const {
     ASSERT_EQ(tool("fixtures --out " + path(sub).string() + " " + extra).status, 0);
   }
 
-  std::string runArgs(const std::string& sub, const std::string& out) const {
+  // The options naming every store and the defaults of a fixture directory.
+  std::string stores(const std::string& sub) const {
     const std::filesystem::path d = path(sub);
-    return "run --ios " + (d / "ios.sqlite").string() + " --android " + (d / "android.sqlite").string() +
+    return " --ios " + (d / "ios.sqlite").string() + " --android " + (d / "android.sqlite").string() +
            " --android-cloud " + (d / "android_cloud.sqlite").string() + " --defaults " +
-           (d / "defaults.json").string() + " --time-zone UTC --out " + path(out).string();
+           (d / "defaults.json").string() + " --time-zone UTC";
+  }
+  std::string runArgs(const std::string& sub, const std::string& out) const {
+    return "run" + stores(sub) + " --out " + path(out).string();
+  }
+
+  // Each file of a directory with its bytes.
+  static std::map<std::string, std::string> snapshot(const std::filesystem::path& dir) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) files[entry.path().filename()] = slurp(entry.path());
+    return files;
   }
 
   static int64_t count(const std::filesystem::path& db, const std::string& sql) {

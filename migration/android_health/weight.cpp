@@ -1,7 +1,6 @@
-// weight.cpp — Android weighings ("ADDWEIGHTDADA") → the new weight records.
+// weight.cpp — Android weighings ("ADDWEIGHTDADA") → the new weight records
+// (weight_record.h: keyed by the day, no body composition).
 //
-// Weight belongs to the user: no device is resolved, and the record is found
-// by its day alone, so a later weighing of the same day overwrites it.
 // Weights are written with one decimal; a previous weight above 400.0 was
 // stored in tenths and is scaled back (the weight itself never is).
 //
@@ -9,10 +8,9 @@
 // reports YES whatever the statement did.
 #include <fmt/format.h>
 
-#include "collaborators/sync_sql_manager.h"
 #include "migration/android_health/day.h"
-#include "migration/health_record.h"
 #include "migration/pro_db_manager.h"
+#include "migration/weight_record.h"
 
 namespace veq {
 
@@ -24,28 +22,15 @@ bool VEQProDBManager::androidWeightDataMigrationWithDic(const VEQDict& dic, VEQF
   if (lastWeight > 400.0) lastWeight /= 10.0;
   // The unit passes as the row holds it; a missing one is the empty text.
   const VEQValue unit = dic["weightUnit"].isNull() ? VEQValue("") : dic["weightUnit"];
-  const VEQDateComponents& c = time->components;
-  VEQHealthRecord record(VEQHealthTable::kWeight, {
-      // The legacy store kept no body composition.
-      {"bmi", ""},
-      {"body_fat_rate", ""},
-      {"muscle_mass", ""},
-      {"water_rate", ""},
-      {"bone_mass", ""},
-      {"visceral_fat", ""},
-      {"basal_metabolism", ""},
-      {"hand_entered", 0},
-      {"last_weight", fmt::format("{:.1f}", lastWeight)},
-      {"weight_unit", unit},
-      {"display_unit", unit},
-      {"weight", fmt::format("{:.1f}", dic.doubleForKey("weightValue"))},
-      {"measure_stamp", time->timeStamp},
-      {"day_stamp", time->dayStamp},
-      {"day", c.day},
-      {"month", c.month},
-      {"year", c.year},
+  veqWriteWeightRecord(database, {
+      .unit = unit,
+      .lastWeight = fmt::format("{:.1f}", lastWeight),
+      .handEntered = 0,
+      .weight = fmt::format("{:.1f}", dic.doubleForKey("weightValue")),
+      .measureStamp = time->timeStamp,
+      .dayStamp = time->dayStamp,
+      .components = time->components,
   });
-  veqUpsertHealthRecord(database, VEQSyncSqlManager::queryWeightExistSqlStr(time->dayStamp), std::move(record));
   return true;
 }
 

@@ -1,16 +1,13 @@
 // weight.cpp — legacy iOS weighings ("t_and_weight_data") → the new weight
-// records.
+// records (weight_record.h: keyed by the day, no body composition).
 //
-// Weight belongs to the user, not to a device: the record carries no device
-// key and is keyed by its day alone, so a later weighing of the same day
-// (from any device) replaces the earlier one. A row without a device key is
-// still skipped, as an incomplete legacy row. The legacy store kept no body
-// composition; those seven columns stay empty.
-#include "collaborators/sync_sql_manager.h"
-#include "migration/health_record.h"
+// The record carries no device key, yet a row without one is still skipped,
+// as an incomplete legacy row. The weight is kept in the unit "1" and stands
+// for the previous weight too.
 #include "migration/ios_health/legacy_day.h"
 #include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
+#include "migration/weight_record.h"
 
 namespace veq {
 
@@ -24,28 +21,15 @@ bool VEQProDBManager::iosWeightDataMigrationWithDic(const VEQDict& dic, VEQFMDat
   // The weight is bound as the legacy row holds it, number or text.
   const VEQValue& stored = dic["weight_value_cn"];
   const VEQValue weight = stored.isNull() ? VEQValue("") : stored;
-
-  const VEQDateComponents& c = weighing.components;
-  VEQHealthRecord record(VEQHealthTable::kWeight, {
-      {"bmi", ""},
-      {"body_fat_rate", ""},
-      {"muscle_mass", ""},
-      {"water_rate", ""},
-      {"bone_mass", ""},
-      {"visceral_fat", ""},
-      {"basal_metabolism", ""},
-      {"hand_entered", dic.boolForKey("isHandsRecord")},
-      {"last_weight", weight},
-      {"weight_unit", "1"},
-      {"display_unit", "1"},
-      {"weight", weight},
-      {"measure_stamp", weighing.stamp},
-      {"day_stamp", weighing.dayStamp},
-      {"day", c.day},
-      {"month", c.month},
-      {"year", c.year},
+  veqWriteWeightRecord(database, {
+      .unit = "1",
+      .lastWeight = weight,
+      .handEntered = dic.boolForKey("isHandsRecord"),
+      .weight = weight,
+      .measureStamp = weighing.stamp,
+      .dayStamp = weighing.dayStamp,
+      .components = weighing.components,
   });
-  veqUpsertHealthRecord(database, VEQSyncSqlManager::queryWeightExistSqlStr(weighing.dayStamp), std::move(record));
   return true;
 }
 
