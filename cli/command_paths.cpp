@@ -10,12 +10,12 @@ namespace veq {
 
 namespace fs = std::filesystem;
 
-std::optional<PathClash> findPathClash(const std::vector<NamedPath>& paths, bool writtenApart) {
+std::optional<PathClash> findPathClash(const std::vector<NamedPath>& paths) {
   for (size_t i = 0; i < paths.size(); ++i) {
     if (!paths[i].written || paths[i].path.empty()) continue;
     for (size_t j = 0; j < paths.size(); ++j) {
       const NamedPath& other = paths[j];
-      if (i == j || other.path.empty() || (other.written && (!writtenApart || j < i))) continue;
+      if (i == j || other.path.empty() || (other.written && j < i)) continue;
       if (sameFile(paths[i].path, other.path)) return PathClash{paths[i], other};
     }
   }
@@ -44,8 +44,13 @@ std::string reportOverInput(const std::string& command, const RunOptions& stores
   paths.push_back({output, "--out", false});
   paths.push_back({json, "--json", true});
   paths.push_back({html, "--html", true});
-  const std::optional<PathClash> clash = findPathClash(paths, /*writtenApart=*/false);
-  return clash ? fmt::format("veq-migrate: {}: is also a file {} reads\n", clash->written.path, command) : "";
+  const std::optional<PathClash> clash = findPathClash(paths);
+  if (!clash) return "";
+  if (clash->other.written) {
+    return fmt::format("veq-migrate: {}: {} names the same file as {}\n", clash->written.path, clash->written.option,
+                       clash->other.option);
+  }
+  return fmt::format("veq-migrate: {}: is also a file {} reads\n", clash->written.path, command);
 }
 
 }  // namespace veq

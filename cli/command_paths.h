@@ -12,8 +12,9 @@
 // `run` refuses "<file>: --json names the same file as --ios".
 // `inspect` and `verify` write only their --json and --html reports:
 // reportOverInput refuses a report that is a file the command reads with
-// "veq-migrate: <report>: is also a file <command> reads"; two reports
-// naming one file are not refused there (the HTML page is written last).
+// "veq-migrate: <report>: is also a file <command> reads", and two reports
+// naming one file (the page would overwrite the JSON) with
+// "veq-migrate: <file>: --html names the same file as --json".
 #pragma once
 
 #include <optional>
@@ -36,8 +37,7 @@ struct PathClash {
   NamedPath other;  // read, or written and listed after `written`
 };
 
-// With `writtenApart` false, written entries are compared with read ones only.
-std::optional<PathClash> findPathClash(const std::vector<NamedPath>& paths, bool writtenApart = true);
+std::optional<PathClash> findPathClash(const std::vector<NamedPath>& paths);
 
 // Whether two paths name one file: the same inode when both exist, else the
 // same absolute path once every symlink and "..", "." of it is resolved.

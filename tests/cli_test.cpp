@@ -224,12 +224,18 @@ TEST_F(CliTest, RunConvertsEveryAreaOnceAndInspectPredictsEachRun) {
   expectAndroidHealth(db);
   db.close();
 
-  // A report over a file inspect or verify reads is refused, however spelt.
+  // A report over a file inspect or verify reads, or over the other report,
+  // is refused, however spelt.
   const std::string respelt = (path("fx") / ".." / "fx" / "ios.sqlite").string();
+  const std::string report1 = path("r.json").string(), report2 = (path("fx") / ".." / "r.json").string();
   for (const std::string command : {"inspect", "verify"}) {
-    ToolResult r = tool(command + stores("fx") + " --out " + path("new.sqlite").string() + " --html " + respelt);
+    const std::string given = command + stores("fx") + " --out " + path("new.sqlite").string();
+    ToolResult r = tool(given + " --html " + respelt);
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(r.err, "veq-migrate: " + respelt + ": is also a file " + command + " reads\n");
+    r = tool(given + " --json " + report1 + " --html " + report2);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "veq-migrate: " + report1 + ": --json names the same file as --html\n");
   }
 
   const std::string output = slurp(path("new.sqlite"));
