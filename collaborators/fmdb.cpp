@@ -149,6 +149,10 @@ VEQValue VEQFMResultSet::objectForColumnIndex(int index) const {
   }
 }
 
+bool VEQFMResultSet::columnIsBlobAtIndex(int index) const {
+  return stmt_ && index >= 0 && index < columnCount() && sqlite3_column_type(stmt_, index) == SQLITE_BLOB;
+}
+
 VEQDict VEQFMResultSet::resultDictionary() const {
   const int count = columnCount();
   auto keys = std::make_shared<VEQDict::Keys>();

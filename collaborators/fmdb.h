@@ -116,6 +116,9 @@ class VEQFMResultSet {
   double doubleForColumn(std::string_view name) const;
   VEQValue objectForColumn(std::string_view name) const;
   VEQValue objectForColumnIndex(int index) const;
+  // Whether the value at `index` is a BLOB, which objectForColumnIndex
+  // gives as a text of its bytes.
+  bool columnIsBlobAtIndex(int index) const;
   // The current row as a dictionary of column name to value.
   VEQDict resultDictionary() const;
 

@@ -2,9 +2,12 @@
 
 
 #include <cctype>
+#include <charconv>
 #include <cmath>
+#include <iterator>
 #include <mutex>
 #include <optional>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -30,18 +33,34 @@ bool tableExists(VEQFMDatabase* db, const std::string& tableName) {
 // Grouped counts
 
 // The text under which a value is counted (see the header): values that
-// compare equal in an INTEGER, NUMERIC or TEXT column share it.
+// compare equal in an INTEGER, NUMERIC or TEXT column share it. Appended
+// once per legacy item row, so integers and texts go in without a
+// temporary string.
 void appendCanonical(std::string* key, const VEQValue& value) {
-  std::string text;
-  if (value.kind() == VEQValue::Kind::Real) {
+  char digits[24];
+  std::string_view text;
+  std::string other;
+  const auto integer = [&digits](int64_t number) {
+    return std::string_view(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+  };
+  if (value.kind() == VEQValue::Kind::Integer) {
+    text = integer(value.integerValue());
+  } else if (value.kind() == VEQValue::Kind::Text) {
+    text = value.text();
+  } else {
     const double d = value.doubleValue();
-    if (d == std::trunc(d) && std::fabs(d) < 9.2e18) text = std::to_string(static_cast<int64_t>(d));
+    if (value.kind() == VEQValue::Kind::Real && d == std::trunc(d) && std::fabs(d) < 9.2e18) {
+      text = integer(static_cast<int64_t>(d));
+    } else {
+      other = value.description();
+      text = other;
+    }
   }
-  if (text.empty()) text = value.description();
   // Length-prefixed, so that no text can imitate a run of several values.
-  *key += std::to_string(text.size());
-  *key += ':';
-  *key += text;
+  char length[24];
+  key->append(length, std::to_chars(std::begin(length), std::end(length), text.size()).ptr);
+  key->push_back(':');
+  key->append(text);
 }
 
 struct StoreStamp {
@@ -90,26 +109,25 @@ StoreCounts& storeCounts(CountCache& cache, uint64_t identity, const StoreStamp&
 std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilter& filter) {
   // The identifiers are pasted as the query wrote them (plain words), so a
   // column that does not exist fails here exactly as in the query itself.
+  // Counted here, in one pass over the table, rather than with GROUP BY,
+  // which sorts the whole table first (the groups merge under canonical
+  // texts anyway).
   std::string columns;
-  std::string comparable;
-  for (const std::string& column : filter.columns) {
-    if (!columns.empty()) {
-      columns += ", ";
-      comparable += " AND ";
-    }
-    columns += column;
-    comparable += "typeof(" + column + ") IN ('integer', 'real', 'text')";
-  }
-  auto rs = db->executeQuery("SELECT " + columns + ", COUNT(*) FROM " + filter.table + " WHERE " + comparable +
-                             " GROUP BY " + columns);
+  for (const std::string& column : filter.columns) columns += (columns.empty() ? "" : ", ") + column;
+  auto rs = db->executeQuery("SELECT " + columns + " FROM " + filter.table);
   if (!rs) return std::nullopt;
   const int n = static_cast<int>(filter.columns.size());
   GroupCounts counts;
   std::string key;
   while (rs->next()) {
     key.clear();
-    for (int i = 0; i < n; ++i) appendCanonical(&key, rs->objectForColumnIndex(i));
-    counts[key] += rs->objectForColumnIndex(n).integerValue();
+    bool comparable = true;  // NULL and BLOB values never equal a literal
+    for (int i = 0; comparable && i < n; ++i) {
+      const VEQValue value = rs->objectForColumnIndex(i);
+      comparable = !value.isNull() && !rs->columnIsBlobAtIndex(i);
+      if (comparable) appendCanonical(&key, value);
+    }
+    if (comparable) ++counts[key];
   }
   if (db->hadError()) return std::nullopt;
   return counts;

@@ -22,9 +22,9 @@
 // query fails. Item counts are asked once per day row of tables that may
 // hold a million items, so a query of the shape
 //     SELECT * FROM <table> WHERE <c1> = <literal> [AND <c2> = <literal>]…
-// is answered from grouped counts instead: one
-//     SELECT c1, c2, COUNT(*) FROM <table> GROUP BY c1, c2
-// per store, table and column list, kept in a hash map keyed by the
+// is answered from grouped counts instead: one pass of
+//     SELECT c1, c2 FROM <table>
+// per store, table and column list, counted in a hash map keyed by the
 // canonical text of the values. Canonical text: an integer in decimal, a
 // whole real as that integer, any other real in its shortest round-trip
 // form, a text as it is. So the text '5' and the number 5 (and 5.0) count as

@@ -58,6 +58,8 @@ TEST(OldDBManagerTest, GroupedCountsAgreeWithCountingTheQuery) {
       "SELECT * FROM t_sport_item WHERE date = 20240316 AND smart_device_id = 'A''A'",
       "SELECT * FROM t_sport_item WHERE date = 1",
       "SELECT * FROM t_sport_item WHERE steps = 1.5",
+      "SELECT * FROM t_sport_item WHERE note = 'hi'",  // a BLOB never equals a text
+      "SELECT * FROM t_sport_item WHERE note = 'n'",
       "SELECT * FROM t_sport_item WHERE date > 20240314",
       "SELECT date FROM t_sport_item WHERE smart_device_id = 'AA' GROUP BY date",
   };
