@@ -218,6 +218,7 @@ bool VEQFMDatabase::close() {
 }
 
 void VEQFMDatabase::finalizeAll() {
+  recent_.fill({});
   for (auto& [sql, entry] : cache_) sqlite3_finalize(entry.stmt);
   cache_.clear();
   lru_.clear();
@@ -247,6 +248,8 @@ void VEQFMDatabase::setMaxCachedStatements(size_t n) {
     --it;
     auto entry = cache_.find(*it);
     if (entry->second.inUse) continue;
+    for (Recent& recent : recent_)
+      if (recent.entry == &entry->second) recent = {};
     sqlite3_finalize(entry->second.stmt);
     cache_.erase(entry);
     it = lru_.erase(it);
@@ -261,11 +264,19 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry**
     recordError("The database is not open.", SQLITE_MISUSE);
     return nullptr;
   }
+  Recent& recent = recent_[(reinterpret_cast<uintptr_t>(sql.data()) >> 4) % recent_.size()];
+  if (recent.text == sql.data() && recent.size == sql.size() && !recent.entry->inUse && *recent.entry->lru == sql) {
+    recent.entry->inUse = true;
+    lru_.splice(lru_.begin(), lru_, recent.entry->lru);
+    *entry = recent.entry;
+    return recent.entry->stmt;
+  }
   auto found = cache_.find(sql);
   if (found != cache_.end() && !found->second.inUse) {
     found->second.inUse = true;
     lru_.splice(lru_.begin(), lru_, found->second.lru);
     *entry = &found->second;
+    recent = {sql.data(), sql.size(), *entry};
     return found->second.stmt;
   }
   const bool cacheIt = found == cache_.end() && maxCached_ > 0;
@@ -283,6 +294,7 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry**
     lru_.emplace_front(sql);
     *entry = &cache_.emplace(lru_.front(), CacheEntry{stmt, lru_.begin(), true}).first->second;
     setMaxCachedStatements(maxCached_);
+    recent = {sql.data(), sql.size(), *entry};
   }
   return stmt;
 }

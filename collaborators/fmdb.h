@@ -16,7 +16,8 @@
 //     bounded least-recently-used cache (default 256 statements), so
 //     repeating texts (the catalogue's statements, a model's UPDATE/INSERT)
 //     cost one preparation. A statement in use by an open result set is not
-//     reused until that result set closes.
+//     reused until that result set closes. A text passed again from the same
+//     address is found without hashing it (its characters are compared).
 //   * Failures never throw: the call returns false (or nullptr), the message
 //     is kept in lastErrorMessage() (and in firstErrorSinceMark() when it is
 //     the first since markErrors()), and failedStatementCount() counts it.
@@ -61,6 +62,7 @@
 #pragma once
 
 #include <any>
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -230,6 +232,15 @@ class VEQFMDatabase {
   std::unordered_map<std::string, CacheEntry, TextHash, std::equal_to<>> cache_;
   std::unordered_set<VEQFMResultSet*> openResultSets_;
   std::list<std::string> lru_;  // front = most recently used
+  // Statements met recently, by the address of their text: callers that run
+  // one text per legacy row (the catalogue's statements) pass the same
+  // string each time, so a hit costs a comparison instead of hashing it.
+  struct Recent {
+    const char* text = nullptr;
+    size_t size = 0;
+    CacheEntry* entry = nullptr;
+  };
+  std::array<Recent, 8> recent_{};
   size_t maxCached_ = 256;
   std::string lastError_;
   int lastErrorCode_ = 0;

@@ -62,6 +62,16 @@ TEST(FMDatabaseTest, ReusesStatementsWithinABoundedCache) {
   db->executeQuery(sql, {1})->next();
   EXPECT_EQ(db->prepareCount(), before);  // the cached one is free again
 
+  // A text found by its address is still compared: the same string changed
+  // in place runs its new text, and an evicted statement is prepared again.
+  std::string reused = "SELECT 1";
+  EXPECT_EQ(queryInt(db.get(), reused), 1);
+  reused[7] = '2';
+  EXPECT_EQ(queryInt(db.get(), reused), 2);
+  db->setMaxCachedStatements(0);
+  db->setMaxCachedStatements(8);
+  EXPECT_EQ(queryInt(db.get(), reused), 2);
+
   // Closing the database closes a result set that is still open.
   auto open = db->executeQuery(sql, {2});
   EXPECT_TRUE(db->close());
