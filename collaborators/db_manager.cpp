@@ -169,9 +169,17 @@ bool VEQDBManager::queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable t
                                              int64_t* existPk) {
   const std::optional<HealthLookupKeys> keys = db ? readHealthLookup(table, sqlStr) : std::nullopt;
   if (!keys) return querySyncExistDataWithSqlDb(db, sqlStr, existPk);
-  if (veqKeysAboveMark(db, table, keys->span())) return false;  // above every key the table holds
   int64_t pk = 0;
-  if (!db->queryFirstInteger(shapeOf(table).sql, keys->span(), &pk)) return false;
+  switch (veqKnownRecord(db, table, keys->span(), &pk)) {
+    case VEQKnownRecord::kAbsent:
+      return false;
+    case VEQKnownRecord::kFound:
+      break;
+    case VEQKnownRecord::kUnknown:
+      if (!db->queryFirstInteger(shapeOf(table).sql, keys->span(), &pk)) return false;
+      veqNoteRecordFound(db, table, keys->span(), pk);
+      break;
+  }
   if (existPk) *existPk = pk;
   return true;
 }

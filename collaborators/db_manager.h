@@ -31,8 +31,9 @@
 // statement and the values lifting the text would give. Any other text
 // (a key holding a quote, another shape) takes the general path above, with
 // its refusals. Before the constant statement runs, the key marks
-// (key_marks.h) may answer "no record" for keys above every key the table
-// holds for the device, which is what the statement would find.
+// (key_marks.h) may answer for it — "no record" for keys above every key
+// the table holds for the device, or the record its last run found — which
+// is what the statement would find.
 // readHealthLookup gives the values the constant statement is run with
 // (texts as views into the text, which must outlive them), nullopt when the
 // text takes the general path; healthLookupKeys gives them as values.

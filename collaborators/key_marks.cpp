@@ -2,7 +2,9 @@
 
 #include "collaborators/key_marks.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <charconv>
 #include <optional>
 #include <string>
@@ -24,9 +26,33 @@ struct Mark {
   std::array<int64_t, kMaxOrderedKeys> key{};
 };
 
+// A key read the way the index orders it: the device's exact text, then
+// the integers (stamp, serial number).
+struct Key {
+  std::string_view device;
+  std::array<int64_t, kMaxOrderedKeys> ordered{};  // the first `count` are set
+  size_t count = 0;
+};
+
+// The record the table's last probe found, kept while no write could have
+// moved it.
+struct Found {
+  bool valid = false;
+  std::string device;
+  std::array<int64_t, kMaxOrderedKeys> ordered{};
+  int64_t pk = 0;
+
+  bool is(const Key& key) const {
+    return valid && key.device == device &&
+           std::equal(key.ordered.begin(), key.ordered.begin() + static_cast<std::ptrdiff_t>(key.count),
+                      ordered.begin());
+  }
+};
+
 struct TableMarks {
   std::vector<std::pair<std::string, Mark>> devices;
   size_t last = 0;  // the device found last: rows come many to a device
+  Found found;
 
   Mark* find(std::string_view device) {
     if (last < devices.size() && devices[last].first == device) return &devices[last].second;
@@ -88,6 +114,42 @@ std::optional<int64_t> integerOf(const VEQValue& value) {
   }
 }
 
+// The look-up's parameters (keyColumns order) as a key, or nullopt when
+// they are not a text device and integers.
+std::optional<Key> keyOf(VEQHealthTable table, std::span<const VEQSqlParam> keys) {
+  Key key;
+  const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;
+  if (keys.size() <= first || keys.size() - first > kMaxOrderedKeys) return std::nullopt;
+  if (first == 1) {
+    if (!keys[0].isText) return std::nullopt;
+    key.device = keys[0].chars;
+  }
+  for (size_t i = first; i < keys.size(); ++i) {
+    const std::optional<int64_t> value = integerOf(keys[i]);
+    if (!value) return std::nullopt;
+    key.ordered[key.count++] = *value;
+  }
+  return key;
+}
+
+// A written record's key values as they are stored, or nullopt when they
+// are not a text device and values stored as integers.
+std::optional<Key> keyOf(VEQHealthTable table, std::span<const VEQValue* const> keys) {
+  Key key;
+  const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;
+  if (keys.size() <= first || keys.size() - first > kMaxOrderedKeys) return std::nullopt;
+  if (first == 1) {
+    if (!keys[0]->isText()) return std::nullopt;
+    key.device = keys[0]->text();
+  }
+  for (size_t i = first; i < keys.size(); ++i) {
+    const std::optional<int64_t> value = integerOf(*keys[i]);
+    if (!value) return std::nullopt;
+    key.ordered[key.count++] = *value;
+  }
+  return key;
+}
+
 // Reads the highest key `device` has in `table`; false when the query fails.
 bool learnMark(VEQFMDatabase* db, VEQHealthTable table, std::string_view device, Mark* mark) {
   VEQArray args;
@@ -109,47 +171,56 @@ bool learnMark(VEQFMDatabase* db, VEQHealthTable table, std::string_view device,
 }
 
 // Whether `key` is greater than `mark` in the index's order.
-bool above(const std::array<int64_t, kMaxOrderedKeys>& key, const Mark& mark, size_t count) {
-  for (size_t i = 0; i < count; ++i) {
-    if (key[i] != mark.key[i]) return key[i] > mark.key[i];
+bool above(const Key& key, const Mark& mark) {
+  for (size_t i = 0; i < key.count; ++i) {
+    if (key.ordered[i] != mark.key[i]) return key.ordered[i] > mark.key[i];
   }
   return false;
 }
 
-}  // namespace
-
-bool veqKeysAboveMark(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys) {
-  if (db == nullptr || !db->isInTransaction()) return false;
-  const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;
-  if (keys.size() <= first || keys.size() - first > kMaxOrderedKeys) return false;
-  std::string_view device;
-  if (first == 1) {
-    if (!keys[0].isText) return false;
-    device = keys[0].chars;
-  }
-  std::array<int64_t, kMaxOrderedKeys> key{};
-  for (size_t i = first; i < keys.size(); ++i) {
-    const std::optional<int64_t> value = integerOf(keys[i]);
-    if (!value) return false;
-    key[i - first] = *value;
-  }
-
+// The device's mark, learnt when first asked for; null when it cannot be.
+Mark* markOf(VEQFMDatabase* db, VEQHealthTable table, std::string_view device) {
   const size_t t = static_cast<size_t>(table);
-  Mark* mark = currentMarks(db).tables[t].find(device);
-  if (mark == nullptr) {
-    if (currentMarks(db).tables[t].devices.size() >= kMaxDevicesPerTable) return false;
-    Mark learnt;
-    if (!learnMark(db, table, device, &learnt) || !db->isInTransaction()) return false;
-    TableMarks& marks = currentMarks(db).tables[t];
-    marks.devices.emplace_back(std::string(device), learnt);
-    marks.last = marks.devices.size() - 1;
-    mark = &marks.devices.back().second;
-  }
-  if (!mark->usable) return false;
-  return mark->empty || above(key, *mark, keys.size() - first);
+  if (Mark* mark = currentMarks(db).tables[t].find(device)) return mark;
+  if (currentMarks(db).tables[t].devices.size() >= kMaxDevicesPerTable) return nullptr;
+  Mark learnt;
+  if (!learnMark(db, table, device, &learnt) || !db->isInTransaction()) return nullptr;
+  TableMarks& marks = currentMarks(db).tables[t];
+  marks.devices.emplace_back(std::string(device), learnt);
+  marks.last = marks.devices.size() - 1;
+  return &marks.devices.back().second;
 }
 
-void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQValue* const> keys) {
+}  // namespace
+
+VEQKnownRecord veqKnownRecord(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys,
+                              int64_t* pk) {
+  if (db == nullptr || !db->isInTransaction()) return VEQKnownRecord::kUnknown;
+  const std::optional<Key> key = keyOf(table, keys);
+  if (!key) return VEQKnownRecord::kUnknown;
+  const Found& found = currentMarks(db).tables[static_cast<size_t>(table)].found;
+  if (found.is(*key)) {
+    if (pk != nullptr) *pk = found.pk;
+    return VEQKnownRecord::kFound;
+  }
+  const Mark* mark = markOf(db, table, key->device);
+  if (mark == nullptr || !mark->usable) return VEQKnownRecord::kUnknown;
+  return mark->empty || above(*key, *mark) ? VEQKnownRecord::kAbsent : VEQKnownRecord::kUnknown;
+}
+
+void veqNoteRecordFound(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys, int64_t pk) {
+  if (db == nullptr || !db->isInTransaction()) return;
+  const std::optional<Key> key = keyOf(table, keys);
+  if (!key) return;
+  Found& found = currentMarks(db).tables[static_cast<size_t>(table)].found;
+  found.valid = true;
+  found.device.assign(key->device);
+  found.ordered = key->ordered;
+  found.pk = pk;
+}
+
+void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQValue* const> keys,
+                       VEQRecordWrite write) {
   if (db == nullptr || !db->isInTransaction()) return;
   Marks& marks = db->transactionCache<Marks>();
   if (!marks.started) return;  // nothing learnt yet
@@ -163,33 +234,20 @@ void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const 
   marks.expectedChanges += own;
 
   TableMarks& tableMarks = marks.tables[static_cast<size_t>(table)];
-  const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;
-  if (keys.size() <= first || keys.size() - first > kMaxOrderedKeys) {
-    tableMarks = TableMarks{};
+  const std::optional<Key> key = keyOf(table, keys);
+  // An update by primary key may have moved any record's keys; a record
+  // written with the found keys may now be the one a probe finds first.
+  if (write == VEQRecordWrite::kUpdate || (key && tableMarks.found.is(*key))) {
+    tableMarks.found.valid = false;
+  }
+  if (!key) {  // stored as some other text, or as something not an integer
+    tableMarks = TableMarks{};  // learnt again from the table
     return;
   }
-  std::string_view device;
-  if (first == 1) {
-    if (!keys[0]->isText()) {  // stored as some other text: learn the table again
-      tableMarks = TableMarks{};
-      return;
-    }
-    device = keys[0]->text();
-  }
-  Mark* mark = tableMarks.find(device);
+  Mark* mark = tableMarks.find(key->device);
   if (mark == nullptr || !mark->usable) return;  // learnt from the table when first looked up
-
-  std::array<int64_t, kMaxOrderedKeys> key{};
-  for (size_t i = first; i < keys.size(); ++i) {
-    const std::optional<int64_t> value = integerOf(*keys[i]);
-    if (!value) {
-      mark->usable = false;
-      return;
-    }
-    key[i - first] = *value;
-  }
-  if (mark->empty || above(key, *mark, keys.size() - first)) {
-    mark->key = key;
+  if (mark->empty || above(*key, *mark)) {
+    mark->key = key->ordered;
     mark->empty = false;
   }
 }

@@ -8,7 +8,14 @@
 // device, this keeps the highest key the table holds (a "mark"), learnt with
 // one indexed query the first time the device is looked up and raised by
 // every record the migration writes. A look-up of a key above the mark is
-// answered "no record" from the mark; any other look-up runs its probe.
+// answered "no record" from the mark.
+//
+// It also keeps, per table, the record the last probe found: rows that look
+// up the same keys one after another (the points of one GPS track asking
+// for its head) get its primary key without probing again. That answer is
+// dropped by any update by primary key of the table (which may move keys)
+// and by any write of a record with those keys. Any other look-up runs its
+// probe.
 //
 // What the marks rely on, and what happens otherwise:
 //   * A device is the exact text of "mac_addr" (binary comparison, as the
@@ -40,13 +47,30 @@
 
 namespace veq {
 
-// True when `table` certainly holds no record whose key columns equal
-// `keys` (the look-up's parameters in VEQSyncSqlManager::keyColumns order,
-// as they are bound); false when only the probe can tell.
-bool veqKeysAboveMark(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys);
+enum class VEQKnownRecord {
+  kUnknown,  // only the probe can tell
+  kAbsent,   // above the device's mark: no record has these keys
+  kFound,    // the record the table's last probe found, still there
+};
 
-// Reports that `db` has just written (inserted or updated) one record of
-// `table` whose key columns hold `keys` (keyColumns order).
-void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQValue* const> keys);
+// What the marks know of the record of `table` whose key columns equal
+// `keys` (the look-up's parameters in VEQSyncSqlManager::keyColumns order,
+// as they are bound). kFound sets *pk.
+VEQKnownRecord veqKnownRecord(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys,
+                              int64_t* pk = nullptr);
+
+// Reports that the probe of `table` for `keys` found the record `pk`.
+void veqNoteRecordFound(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQSqlParam> keys, int64_t pk);
+
+enum class VEQRecordWrite {
+  kInsert,
+  kUpdateKeepingKeys,  // an update that leaves the key columns as they were
+  kUpdate,             // an update by primary key, which may change keys
+};
+
+// Reports that `db` has just written one record of `table` whose key
+// columns hold `keys` (keyColumns order).
+void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQValue* const> keys,
+                       VEQRecordWrite write);
 
 }  // namespace veq

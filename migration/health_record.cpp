@@ -227,15 +227,15 @@ bool recordHasKeys(const VEQHealthRecord& record, const VEQDBManager::HealthLook
 // Reports the written record's keys (at `keyAt` in `args`) to the key marks.
 // A key the layout leaves out is not reported; the marks notice the
 // unreported write and learn the table again.
-void noteKeys(VEQFMDatabase* db, VEQHealthTable table, const VEQArray& args, const std::array<size_t, 3>& keyAt,
-              size_t count) {
+void noteKeys(VEQFMDatabase* db, VEQHealthTable table, VEQRecordWrite write, const VEQArray& args,
+              const std::array<size_t, 3>& keyAt, size_t count) {
   std::array<const VEQValue*, 3> keys{};
   if (count > keys.size()) return;
   for (size_t i = 0; i < count; ++i) {
     if (keyAt[i] >= args.size()) return;
     keys[i] = &args[keyAt[i]];
   }
-  veqNoteRecordKeys(db, table, std::span(keys).first(count));
+  veqNoteRecordKeys(db, table, std::span(keys).first(count), write);
 }
 
 }  // namespace
@@ -249,6 +249,7 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
   for (size_t i = 0; i < keyPositions.size() && i < keyAt.size(); ++i) keyAt[i] = record.argumentIndex(keyPositions[i]);
 
   bool exists = false, written = false;
+  VEQRecordWrite how = VEQRecordWrite::kInsert;
   VEQArray args;
   const std::optional<VEQDBManager::HealthLookupKeys> keys =
       veqStraightforwardPaths() ? std::nullopt : VEQDBManager::readHealthLookup(table, existsSql);
@@ -257,11 +258,15 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
     // Look-up and update in one statement; an insert when it found nothing.
     args = record.takeArguments();
     written = true;
-    if (!veqKeysAboveMark(db, table, keys->span())) {
+    if (veqKnownRecord(db, table, keys->span()) != VEQKnownRecord::kAbsent) {
       written = db->executeUpdate(sql.updateByKeysSqlStr(table), args);
       exists = written && db->changes() > 0;
+      how = VEQRecordWrite::kUpdateKeepingKeys;
     }
-    if (written && !exists) written = db->executeUpdate(sql.insertSqlStr(table), args);
+    if (written && !exists) {
+      written = db->executeUpdate(sql.insertSqlStr(table), args);
+      how = VEQRecordWrite::kInsert;
+    }
   } else {
     int64_t pk = 0;
     exists = veqStraightforwardPaths() ? VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk)
@@ -273,9 +278,10 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
     args = record.takeArguments();
     if (exists) args.emplace_back(pk);
     written = db->executeUpdate(exists ? sql.updateSqlStr(table) : sql.insertSqlStr(table), args);
+    how = exists ? VEQRecordWrite::kUpdate : VEQRecordWrite::kInsert;
   }
   veqRowWritten(db, exists, written);
-  if (written && !veqStraightforwardPaths()) noteKeys(db, table, args, keyAt, keyPositions.size());
+  if (written && !veqStraightforwardPaths()) noteKeys(db, table, how, args, keyAt, keyPositions.size());
   return written;
 }
 

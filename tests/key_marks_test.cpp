@@ -33,19 +33,25 @@ bool insertItem(VEQFMDatabase* db, const VEQValue& mac, const VEQValue& stamp, c
 void writeItem(VEQFMDatabase* db, const VEQValue& mac, const VEQValue& stamp, const VEQValue& serial) {
   ASSERT_TRUE(insertItem(db, mac, stamp, serial));
   const VEQValue* keys[] = {&mac, &stamp, &serial};
-  veqNoteRecordKeys(db, kItems, keys);
+  veqNoteRecordKeys(db, kItems, keys, VEQRecordWrite::kInsert);
 }
 
 bool answered(VEQFMDatabase* db, std::string_view mac, std::string_view stamp, int64_t serial) {
   const VEQSqlParam keys[] = {VEQSqlParam::text(mac), VEQSqlParam::text(stamp), VEQSqlParam::integer(serial)};
-  return veqKeysAboveMark(db, kItems, keys);
+  return veqKnownRecord(db, kItems, keys) == VEQKnownRecord::kAbsent;
+}
+
+// The probe: the pk of the first record with these keys, -1 when none.
+int64_t probe(VEQFMDatabase* db, std::string_view mac, std::string_view stamp, int64_t serial) {
+  int64_t pk = -1;
+  const VEQSqlParam keys[] = {VEQSqlParam::text(mac), VEQSqlParam::text(stamp), VEQSqlParam::integer(serial)};
+  const bool found = db->queryFirstInteger(
+      "SELECT pk FROM health_sport_item WHERE mac_addr = ? AND day_stamp = ? AND serial_number = ?", keys, &pk);
+  return found ? pk : -1;
 }
 
 bool stored(VEQFMDatabase* db, std::string_view mac, std::string_view stamp, int64_t serial) {
-  int64_t pk = 0;
-  const VEQSqlParam keys[] = {VEQSqlParam::text(mac), VEQSqlParam::text(stamp), VEQSqlParam::integer(serial)};
-  return db->queryFirstInteger(
-      "SELECT pk FROM health_sport_item WHERE mac_addr = ? AND day_stamp = ? AND serial_number = ?", keys, &pk);
+  return probe(db, mac, stamp, serial) >= 0;
 }
 
 TEST(KeyMarksTest, AnswerKeysAboveEachDevicesHighestAndProbeTheRest) {
@@ -109,21 +115,26 @@ TEST(KeyMarksTest, ForgetKeysARollbackToASavepointBringsBack) {
   ASSERT_TRUE(db->rollback());
 }
 
-// Random writes (reported or not, in and out of key order, with odd values),
-// savepoints rolled back and transactions ended: every answer from a mark is
-// checked against the probe, and in-order writes must be answered.
+// Random writes (reported or not, in and out of key order, with odd values,
+// duplicate keys, updates that move keys), savepoints rolled back and
+// transactions ended: every answer the marks give is checked against the
+// probe, and in-order writes and repeated look-ups must be answered.
 TEST(KeyMarksTest, NeverHideARecordTheProbeFinds) {
   ScratchDir dir;
   auto db = newDatabase(dir / "new.sqlite");
   std::mt19937 rng(7);
   auto pick = [&rng](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
   const std::string macs[] = {"AA", "AB", std::string("A\0B", 3), "ab"};
-  int64_t answeredCount = 0;
+  int64_t answeredCount = 0, foundCount = 0;
   ASSERT_TRUE(db->beginTransaction());
+  std::string mac = "AA";
+  int64_t stamp = 0, serial = 0, lastFound = -1;
   for (int step = 0; step < 4000; ++step) {
-    const std::string mac = macs[pick(4)];
-    const int64_t stamp = step / 4 + pick(3) - 1;
-    const int64_t serial = pick(5);
+    if (pick(3) > 0) {  // else the keys of the step before, as rows of one track ask
+      mac = macs[pick(4)];
+      stamp = step / 4 + pick(3) - 1;
+      serial = pick(5);
+    }
     const std::string stampText = std::to_string(stamp);
     switch (pick(12)) {
       case 0:
@@ -144,16 +155,42 @@ TEST(KeyMarksTest, NeverHideARecordTheProbeFinds) {
           ASSERT_TRUE(db->beginTransaction());
         }
         break;
-      default:
-        if (answered(db.get(), mac, stampText, serial)) {
+      case 4: {  // an update by primary key that moves a record's keys, often the one found last
+        const VEQValue newMac(mac), newStamp(stamp + pick(2)), newSerial(serial);
+        const int64_t pk = lastFound > 0 && pick(2) ? lastFound : 1 + pick(step + 1);
+        ASSERT_TRUE(db->executeUpdate(
+            "UPDATE health_sport_item SET mac_addr = ?, day_stamp = ?, serial_number = ? WHERE pk = ?",
+            {newMac, newStamp, newSerial, static_cast<long long>(pk)}));
+        const VEQValue* keys[] = {&newMac, &newStamp, &newSerial};
+        veqNoteRecordKeys(db.get(), kItems, keys, VEQRecordWrite::kUpdate);
+        break;
+      }
+      case 5:  // a second record with keys that may already be there
+        writeItem(db.get(), VEQValue(mac), stamp, serial);
+        break;
+      default: {
+        const VEQSqlParam keys[] = {VEQSqlParam::text(mac), VEQSqlParam::text(stampText),
+                                    VEQSqlParam::integer(serial)};
+        int64_t pk = 0;
+        const VEQKnownRecord known = veqKnownRecord(db.get(), kItems, keys, &pk);
+        const int64_t probed = probe(db.get(), mac, stampText, serial);
+        const std::string where = mac + " " + stampText + " " + std::to_string(serial);
+        if (known == VEQKnownRecord::kAbsent) {
           ++answeredCount;
-          ASSERT_FALSE(stored(db.get(), mac, stampText, serial)) << mac << " " << stamp << " " << serial;
+          ASSERT_EQ(probed, -1) << where;
         }
-        if (!stored(db.get(), mac, stampText, serial)) writeItem(db.get(), VEQValue(mac), stamp, serial);
+        if (known == VEQKnownRecord::kFound) {
+          ++foundCount;
+          ASSERT_EQ(pk, probed) << where;
+        }
+        if (probed >= 0) veqNoteRecordFound(db.get(), kItems, keys, lastFound = probed);
+        if (probed < 0) writeItem(db.get(), VEQValue(mac), stamp, serial);
+      }
     }
   }
   ASSERT_TRUE(db->commit());
   EXPECT_GT(answeredCount, 100);
+  EXPECT_GT(foundCount, 100);
 }
 
 }  // namespace
