@@ -1,4 +1,5 @@
-// key_marks.cpp — the highest key per table and device, for one transaction.
+// key_marks.cpp — the highest key per table and device, and the record the
+// last probe found, for one transaction.
 
 #include "collaborators/key_marks.h"
 

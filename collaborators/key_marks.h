@@ -1,5 +1,5 @@
-// key_marks.h — look-ups of keys above everything a health table holds,
-// answered without an index probe.
+// key_marks.h — health look-ups answered without an index probe: keys above
+// everything a table holds, and the record the last probe found.
 //
 // A migration writes each device's records mostly in key order (stamp, then
 // serial number), so most look-ups of a first run ask for a key greater than
