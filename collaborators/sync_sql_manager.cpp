@@ -11,7 +11,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 
@@ -251,7 +253,11 @@ std::string existsSql(TableId id, std::string_view stamp, std::optional<int64_t>
   sql.append("SELECT pk FROM ").append(t.name).append(" WHERE ");
   if (t.key.byDevice) sql.append("mac_addr = '").append(macAddr).append("' AND ");
   sql.append(t.key.stamp).append(" = '").append(stamp).append("'");
-  if (t.key.bySerial) fmt::format_to(std::back_inserter(sql), " AND serial_number = {}", serial.value_or(0));
+  if (t.key.bySerial) {
+    char digits[24];
+    sql.append(" AND serial_number = ")
+        .append(digits, std::to_chars(std::begin(digits), std::end(digits), serial.value_or(0)).ptr);
+  }
   return sql;
 }
 
