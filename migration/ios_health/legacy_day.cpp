@@ -1,7 +1,6 @@
 // legacy_day.cpp — day, moment, count and serial of legacy iOS health rows.
 #include "migration/ios_health/legacy_day.h"
 
-#include <fmt/format.h>
 
 #include "collaborators/old_db_manager.h"
 #include "migration/pro_db_manager.h"
@@ -13,7 +12,7 @@ std::optional<VEQLegacyDay> veqLegacyDay(int64_t legacyDate) {
   if (legacyDate < 1) return std::nullopt;
   VEQLegacyDay day;
   // The normalised stamp is discarded on purpose: only its components count.
-  VEQProDBManager::newTimeStampWithOldTimeStr(VEQSDKUtility::timeStampFromtimeStr(fmt::format("{}", legacyDate)),
+  VEQProDBManager::newTimeStampWithOldTimeStr(VEQSDKUtility::timeStampFromtimeStr(std::to_string(legacyDate)),
                                               &day.components);
   day.dayStamp =
       VEQSDKUtility::get1970timeTempWithYear(day.components.year, day.components.month, day.components.day);
@@ -52,9 +51,12 @@ void veqSetMomentColumns(VEQHealthRecord& record, const VEQDateComponents& c) {
 
 int64_t veqLegacyRowCount(VEQFMDatabaseQueue* oldQueue, std::string_view table, std::string_view condition,
                           std::string_view macAddr) {
-  return VEQOldDBManager::getOneTableCountWithDbQueue(
-      oldQueue, std::string(table),
-      fmt::format("SELECT * FROM {} WHERE {} AND smart_device_id = '{}'", table, condition, macAddr));
+  // Asked once per day row and per GPS point: appended, not formatted.
+  std::string sql;
+  sql.reserve(64 + table.size() + condition.size() + macAddr.size());
+  sql.append("SELECT * FROM ").append(table).append(" WHERE ").append(condition);
+  sql.append(" AND smart_device_id = '").append(macAddr).append("'");
+  return VEQOldDBManager::getOneTableCountWithDbQueue(oldQueue, std::string(table), sql);
 }
 
 int64_t veqLegacyItemSerial(const VEQDict& dic, const std::string& dayStamp) {
