@@ -1,6 +1,7 @@
 // legacy_day.cpp — day, moment, count and serial of legacy iOS health rows.
 #include "migration/ios_health/legacy_day.h"
 
+#include <string>
 
 #include "collaborators/old_db_manager.h"
 #include "migration/pro_db_manager.h"
