@@ -1,7 +1,7 @@
 // day.cpp — legacy times and calendar days of Android health rows.
 #include "migration/android_health/day.h"
 
-#include <fmt/format.h>
+#include <string>
 
 #include "collaborators/models.h"
 #include "migration/pro_db_manager.h"
@@ -15,7 +15,7 @@ std::optional<VEQAndroidTime> veqAndroidTime(int64_t legacyTime) {
     return std::nullopt;
   }
   VEQAndroidTime time;
-  time.timeStamp = VEQProDBManager::newTimeStampWithOldTimeStr(fmt::format("{}", legacyTime), &time.components);
+  time.timeStamp = VEQProDBManager::newTimeStampWithOldTimeStr(std::to_string(legacyTime), &time.components);
   time.dayStamp =
       VEQSDKUtility::get1970timeTempWithYear(time.components.year, time.components.month, time.components.day);
   return time;

@@ -7,7 +7,7 @@
 // Points carry no number of their own: they are numbered 1, 2, 3 … per track
 // in table order, which relies on a track's points being stored one after
 // another (a track met again after another restarts at 1).
-#include <fmt/format.h>
+#include <string>
 
 #include "collaborators/sdk_utility.h"
 #include "collaborators/sync_sql_manager.h"
@@ -25,7 +25,7 @@ bool VEQProDBManager::jkdbGpsDataMigrationWithDic(const VEQDict& dic, VEQFMDatab
   const std::string time = dic.stringForKey("time");
   if (VEQValue(time).integerValue() <= 0) return veqSkipRow(VEQSkipReason::kNoDate);
 
-  const int64_t pointCount = veqLegacyRowCount(oldQueue, "t_gps_data", fmt::format("time = '{}'", time), macAddr);
+  const int64_t pointCount = veqLegacyRowCount(oldQueue, "t_gps_data", "time = '" + time + "'", macAddr);
   const VEQLegacyMoment start = veqLegacyMoment(VEQSDKUtility::timeStampFromtimeStr(time));
 
   VEQHealthRecord head(VEQHealthTable::kGps, {
