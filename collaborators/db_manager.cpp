@@ -168,34 +168,24 @@ std::optional<VEQDBManager::HealthLookupKeys> VEQDBManager::readHealthLookup(VEQ
 bool VEQDBManager::queryHealthRecordExistsDb(VEQFMDatabase* db, VEQHealthTable table, const std::string& sqlStr,
                                              int64_t* existPk) {
   const std::optional<HealthLookupKeys> keys = db ? readHealthLookup(table, sqlStr) : std::nullopt;
-  if (!keys) return querySyncExistDataWithSqlDb(db, sqlStr, existPk);
+  return keys ? queryHealthRecordByKeys(db, table, *keys, existPk) : querySyncExistDataWithSqlDb(db, sqlStr, existPk);
+}
+
+bool VEQDBManager::queryHealthRecordByKeys(VEQFMDatabase* db, VEQHealthTable table, const HealthLookupKeys& keys,
+                                           int64_t* existPk) {
   int64_t pk = 0;
-  switch (veqKnownRecord(db, table, keys->span(), &pk)) {
+  switch (veqKnownRecord(db, table, keys.span(), &pk)) {
     case VEQKnownRecord::kAbsent:
       return false;
     case VEQKnownRecord::kFound:
       break;
     case VEQKnownRecord::kUnknown:
-      if (!db->queryFirstInteger(shapeOf(table).sql, keys->span(), &pk)) return false;
-      veqNoteRecordFound(db, table, keys->span(), pk);
+      if (!db->queryFirstInteger(shapeOf(table).sql, keys.span(), &pk)) return false;
+      veqNoteRecordFound(db, table, keys.span(), pk);
       break;
   }
   if (existPk) *existPk = pk;
   return true;
-}
-
-std::optional<VEQArray> VEQDBManager::healthLookupKeys(VEQHealthTable table, std::string_view sqlStr) {
-  const std::optional<HealthLookupKeys> read = readHealthLookup(table, sqlStr);
-  if (!read) return std::nullopt;
-  VEQArray keys;
-  for (const VEQSqlParam& key : read->span()) {
-    if (key.isText) {
-      keys.emplace_back(key.chars);
-    } else {
-      keys.emplace_back(static_cast<long long>(key.number));
-    }
-  }
-  return keys;
 }
 
 void VEQDBManager::getUpdateStrWithModel(const VEQModel& model, std::string* keyStr, VEQArray* updateValues) {

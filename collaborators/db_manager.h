@@ -36,7 +36,8 @@
 // is what the statement would find.
 // readHealthLookup gives the values the constant statement is run with
 // (texts as views into the text, which must outlive them), nullopt when the
-// text takes the general path; healthLookupKeys gives them as values.
+// text takes the general path; queryHealthRecordByKeys is the look-up with
+// values already read (db must not be null).
 //
 // getUpdateStrWithModel / getInsertStrWithModel derive the SET list, the
 // column list, the placeholders and the values from the model's persisted
@@ -73,7 +74,8 @@ class VEQDBManager {
     std::span<const VEQSqlParam> span() const { return std::span(values).first(count); }
   };
   static std::optional<HealthLookupKeys> readHealthLookup(VEQHealthTable table, std::string_view sqlStr);
-  static std::optional<VEQArray> healthLookupKeys(VEQHealthTable table, std::string_view sqlStr);
+  static bool queryHealthRecordByKeys(VEQFMDatabase* db, VEQHealthTable table, const HealthLookupKeys& keys,
+                                      int64_t* existPk);
   // Look-ups refused since the process started.
   static int64_t refusedLookupCount();
   // The key columns a record of a new table is looked up by, sorted; empty

@@ -269,8 +269,10 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
     }
   } else {
     int64_t pk = 0;
-    exists = veqStraightforwardPaths() ? VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk)
-                                       : VEQDBManager::queryHealthRecordExistsDb(db, table, existsSql, &pk);
+    // The text is read once: its keys, when it has the constant look-up's
+    // shape, go straight to that look-up.
+    exists = keys && db != nullptr ? VEQDBManager::queryHealthRecordByKeys(db, table, *keys, &pk)
+                                   : VEQDBManager::querySyncExistDataWithSqlDb(db, existsSql, &pk);
     if (exists && write == VEQHealthWrite::kInsertOnce) {
       veqKeepRow();
       return true;
