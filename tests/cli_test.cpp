@@ -31,10 +31,7 @@ namespace fs = std::filesystem;
 
 using Json = nlohmann::json;
 
-class CliTest : public ToolTest {
- protected:
-  Json json(const std::string& name) const { return Json::parse(slurp(path(name))); }
-};
+using CliTest = ToolTest;
 
 // The menstrual-cycle records carry no device key and are inserted anew on
 // every run.

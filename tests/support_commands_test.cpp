@@ -17,10 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
-class SupportCommands : public ToolTest {
- protected:
-  Json json(const std::string& name) const { return Json::parse(slurp(path(name))); }
-};
+using SupportCommands = ToolTest;
 
 TEST_F(SupportCommands, VerifyFindsMissingDifferingAndExtraRecords) {
   fixtures("fx");

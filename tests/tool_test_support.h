@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ inline std::string slurp(const std::filesystem::path& path) {
 class ToolTest : public ::testing::Test {
  protected:
   std::filesystem::path path(const std::string& name) const { return dir_.path / name; }
+  // A JSON file the tool wrote in the scratch directory.
+  nlohmann::json json(const std::string& name) const { return nlohmann::json::parse(slurp(path(name))); }
 
   // Runs the tool; `shell` is put before it in the /bin/sh command line
   // (for instance "ulimit -f 100; exec ").
