@@ -133,8 +133,10 @@ std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilte
   return counts;
 }
 
+// The count of `args` in the groups of `filter`, remembered as the answer
+// to `sql`, the text they were lifted from.
 std::optional<int64_t> countFromGroups(VEQFMDatabaseQueue* queue, VEQFMDatabase* db, const StoreStamp& stamp,
-                                       const VEQEqualityFilter& filter, const VEQArray& args) {
+                                       const VEQEqualityFilter& filter, const VEQArray& args, const std::string& sql) {
   CountCache& cache = countCache();
   std::lock_guard<std::mutex> lock(cache.mutex);
   StoreCounts& store = storeCounts(cache, queue->identity(), stamp);
@@ -149,7 +151,9 @@ std::optional<int64_t> countFromGroups(VEQFMDatabaseQueue* queue, VEQFMDatabase*
   std::string key;
   for (const VEQValue& arg : args) appendCanonical(&key, arg);
   auto found = groups->second.find(key);
-  return found == groups->second.end() ? 0 : found->second;
+  store.lastQuery = sql;
+  store.lastCount = found == groups->second.end() ? 0 : found->second;
+  return store.lastCount;
 }
 
 int64_t countByQuery(VEQFMDatabase* db, std::string_view sql, const VEQArray& args) {
@@ -210,14 +214,8 @@ int64_t VEQOldDBManager::getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue
   if (!lifted) return countByQuery(db, sqlStr, {});
   const std::optional<VEQEqualityFilter> filter = veqEqualityFilter(*lifted);
   if (stamp && filter) {
-    if (const std::optional<int64_t> count = countFromGroups(dbQueue, db, *stamp, *filter, lifted->args)) {
-      CountCache& cache = countCache();
-      std::lock_guard<std::mutex> lock(cache.mutex);
-      StoreCounts& store = storeCounts(cache, dbQueue->identity(), *stamp);
-      store.lastQuery = sqlStr;
-      store.lastCount = *count;
+    if (const std::optional<int64_t> count = countFromGroups(dbQueue, db, *stamp, *filter, lifted->args, sqlStr))
       return *count;
-    }
   }
   return countByQuery(db, lifted->sql, lifted->args);
 }
