@@ -99,52 +99,47 @@ std::optional<int64_t> canonicalInteger(std::string_view text) {
   return value;
 }
 
+// A look-up parameter, or a written value, as the device's text and as an
+// integer the column holds exactly.
+std::optional<std::string_view> textOf(const VEQSqlParam& param) {
+  return param.isText ? std::optional<std::string_view>(param.chars) : std::nullopt;
+}
+
+std::optional<std::string_view> textOf(const VEQValue* value) {
+  return value->isText() ? std::optional<std::string_view>(value->text()) : std::nullopt;
+}
+
 std::optional<int64_t> integerOf(const VEQSqlParam& param) {
   return param.isText ? canonicalInteger(param.chars) : std::optional<int64_t>(param.number);
 }
 
-std::optional<int64_t> integerOf(const VEQValue& value) {
-  switch (value.kind()) {
+std::optional<int64_t> integerOf(const VEQValue* value) {
+  switch (value->kind()) {
     case VEQValue::Kind::Integer:
     case VEQValue::Kind::Bool:
-      return value.integerValue();
+      return value->integerValue();
     case VEQValue::Kind::Text:
-      return canonicalInteger(value.text());
+      return canonicalInteger(value->text());
     default:
       return std::nullopt;
   }
 }
 
-// The look-up's parameters (keyColumns order) as a key, or nullopt when
-// they are not a text device and integers.
-std::optional<Key> keyOf(VEQHealthTable table, std::span<const VEQSqlParam> keys) {
+// The look-up's parameters, or a written record's key values as they are
+// stored (keyColumns order), as a key; nullopt when they are not a text
+// device and integers.
+template <typename Item>
+std::optional<Key> keyOf(VEQHealthTable table, std::span<const Item> keys) {
   Key key;
   const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;
   if (keys.size() <= first || keys.size() - first > kMaxOrderedKeys) return std::nullopt;
   if (first == 1) {
-    if (!keys[0].isText) return std::nullopt;
-    key.device = keys[0].chars;
+    const std::optional<std::string_view> device = textOf(keys[0]);
+    if (!device) return std::nullopt;
+    key.device = *device;
   }
   for (size_t i = first; i < keys.size(); ++i) {
     const std::optional<int64_t> value = integerOf(keys[i]);
-    if (!value) return std::nullopt;
-    key.ordered[key.count++] = *value;
-  }
-  return key;
-}
-
-// A written record's key values as they are stored, or nullopt when they
-// are not a text device and values stored as integers.
-std::optional<Key> keyOf(VEQHealthTable table, std::span<const VEQValue* const> keys) {
-  Key key;
-  const size_t first = VEQSyncSqlManager::keyHasDevice(table) ? 1 : 0;
-  if (keys.size() <= first || keys.size() - first > kMaxOrderedKeys) return std::nullopt;
-  if (first == 1) {
-    if (!keys[0]->isText()) return std::nullopt;
-    key.device = keys[0]->text();
-  }
-  for (size_t i = first; i < keys.size(); ++i) {
-    const std::optional<int64_t> value = integerOf(*keys[i]);
     if (!value) return std::nullopt;
     key.ordered[key.count++] = *value;
   }
