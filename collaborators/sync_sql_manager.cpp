@@ -196,13 +196,24 @@ Bindings bindings(const Table& t, bool update) {
   return b;
 }
 
-std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
+template <typename Text>
+std::string joined(const std::vector<Text>& parts, std::string_view separator) {
   std::string out;
-  for (const std::string& part : parts) {
+  for (const Text& part : parts) {
     if (!out.empty()) out += separator;
     out += part;
   }
   return out;
+}
+
+// The columns a table's key compares, in index order: the device key (not
+// for weight), the stamp, the serial number (items).
+std::vector<std::string_view> keyColumnsOf(const Key& key) {
+  std::vector<std::string_view> columns;
+  if (key.byDevice) columns.emplace_back("mac_addr");
+  columns.push_back(key.stamp);
+  if (key.bySerial) columns.emplace_back("serial_number");
+  return columns;
 }
 
 std::string insertSql(const Table& t) {
@@ -231,11 +242,11 @@ std::string updateSql(const Table& t) {
 std::string updateByKeysSql(const Table& t) {
   if (t.shortLayout) return "";
   const std::vector<Column> columns = allColumns(t);
+  const std::vector<std::string_view> keyColumns = keyColumnsOf(t.key);
   std::vector<std::string> sets, keys;
   for (size_t i = 0; i < columns.size(); ++i) {
     const std::string_view name = columns[i].name;
-    const bool key = (t.key.byDevice && name == "mac_addr") || name == t.key.stamp ||
-                     (t.key.bySerial && name == "serial_number");
+    const bool key = std::find(keyColumns.begin(), keyColumns.end(), name) != keyColumns.end();
     (key ? keys : sets).push_back(std::string(name) + " = " + param(i + 1));
   }
   return "UPDATE " + std::string(t.name) + " SET " + joined(sets, ", ") + " WHERE pk = (SELECT pk FROM " +
@@ -272,12 +283,8 @@ std::string schemaSql(const Table& t) {
   }
   sql += ");\n";
 
-  std::vector<std::string> keyColumns;
-  if (t.key.byDevice) keyColumns.emplace_back("mac_addr");
-  keyColumns.emplace_back(t.key.stamp);
-  if (t.key.bySerial) keyColumns.emplace_back("serial_number");
   sql += "CREATE INDEX IF NOT EXISTS " + std::string(t.name) + "_key ON " + std::string(t.name) + " (" +
-         joined(keyColumns, ", ") + ");\n";
+         joined(keyColumnsOf(t.key), ", ") + ");\n";
   if (!t.extraSchema.empty()) sql += std::string(t.extraSchema) + ";\n";
   return sql;
 }
@@ -401,12 +408,7 @@ const std::vector<std::string_view>& VEQSyncSqlManager::recordColumns(VEQHealthT
 }
 
 std::vector<std::string_view> VEQSyncSqlManager::keyColumns(VEQHealthTable table) {
-  const Key& key = tables()[static_cast<size_t>(table)].key;
-  std::vector<std::string_view> columns;
-  if (key.byDevice) columns.emplace_back("mac_addr");
-  columns.push_back(key.stamp);
-  if (key.bySerial) columns.emplace_back("serial_number");
-  return columns;
+  return keyColumnsOf(tables()[static_cast<size_t>(table)].key);
 }
 
 bool VEQSyncSqlManager::keyHasDevice(VEQHealthTable table) { return tables()[static_cast<size_t>(table)].key.byDevice; }
@@ -432,13 +434,11 @@ const std::string& VEQSyncSqlManager::highestKeySqlStr(VEQHealthTable table) {
     std::array<std::string, kTableCount> all;
     for (size_t id = 0; id < kTableCount; ++id) {
       const Table& t = tables()[id];
-      std::string ordered(t.key.stamp), descending = std::string(t.key.stamp) + " DESC";
-      if (t.key.bySerial) {
-        ordered += ", serial_number";
-        descending += ", serial_number DESC";
-      }
-      all[id] = "SELECT " + ordered + " FROM " + std::string(t.name) +
-                (t.key.byDevice ? " WHERE mac_addr = ?" : "") + " ORDER BY " + descending + " LIMIT 1";
+      std::vector<std::string_view> ordered = keyColumnsOf(t.key);
+      if (t.key.byDevice) ordered.erase(ordered.begin());  // the device is the one compared
+      all[id] = "SELECT " + joined(ordered, ", ") + " FROM " + std::string(t.name) +
+                (t.key.byDevice ? " WHERE mac_addr = ?" : "") + " ORDER BY " + joined(ordered, " DESC, ") +
+                " DESC LIMIT 1";
     }
     return all;
   }();
