@@ -12,10 +12,6 @@
 namespace veq {
 namespace {
 
-// What the look-up is handed: the id as the row holds it, or its integer
-// value written as decimal text. The registries compare by integer value, so
-// both find the same record; the difference is kept as the routines have it.
-enum class KeyForm : uint8_t { kAsRead, kIntegerText };
 // Whether the empty test looks at the address before or after its ":" are
 // removed.
 enum class EmptyTest : uint8_t { kAfterRemoval, kBeforeRemoval };
@@ -24,27 +20,25 @@ struct Rule {
   VEQAndroidRowKind kind;  // the entry's own position, checked below
   std::string_view table;  // the legacy table the rows come from
   bool rowKeyFirst;        // "smart_device_id" is tried first
-  std::string_view idColumn;
-  KeyForm keyForm;
+  std::string_view idColumn;  // looked up in the registry by its integer value
   EmptyTest emptyTest;
 };
 
 using K = VEQAndroidRowKind;
-constexpr KeyForm kAsRead = KeyForm::kAsRead, kAsInteger = KeyForm::kIntegerText;
 constexpr EmptyTest kAfter = EmptyTest::kAfterRemoval, kBefore = EmptyTest::kBeforeRemoval;
 
 constexpr std::array<Rule, static_cast<size_t>(K::kCount)> kRules = {{
-    {K::kHeartRateDay, "HEALTH_HEART_RATE", true, "D_ID", kAsInteger, kBefore},
-    {K::kHeartRateItem, "HEALTH_HEART_RATE_ITEM", false, "RATE_DATA_ID", kAsRead, kAfter},
-    {K::kSleepDay, "HEALTH_SLEEP", true, "D_ID", kAsRead, kAfter},
-    {K::kSleepItem, "HEALTH_SLEEP_ITEM", false, "SLEEP_DATA_ID", kAsRead, kAfter},
-    {K::kSportDay, "HEALTH_SPORT", true, "D_ID", kAsRead, kAfter},
-    {K::kSportItem, "HEALTH_SPORT_ITEM", false, "SPORT_DATA_ID", kAsInteger, kAfter},
-    {K::kBloodPressureDay, "HEALTH_BLOOD_PRESSED", true, "D_ID", kAsRead, kAfter},
-    {K::kBloodPressureItem, "HEALTH_BLOOD_PRESSED_ITEM", false, "BLOOD_PRESSED_DATA_ITEM_ID", kAsRead, kAfter},
-    {K::kActivity, "ACTIVITY_DATA", false, "D_ID", kAsRead, kAfter},
-    {K::kGpsTrack, "HEALTH_GPS", true, "D_ID", kAsRead, kAfter},
-    {K::kGpsPoint, "HEALTH_GPS_ITEM", true, "D_ID", kAsRead, kAfter},
+    {K::kHeartRateDay, "HEALTH_HEART_RATE", true, "D_ID", kBefore},
+    {K::kHeartRateItem, "HEALTH_HEART_RATE_ITEM", false, "RATE_DATA_ID", kAfter},
+    {K::kSleepDay, "HEALTH_SLEEP", true, "D_ID", kAfter},
+    {K::kSleepItem, "HEALTH_SLEEP_ITEM", false, "SLEEP_DATA_ID", kAfter},
+    {K::kSportDay, "HEALTH_SPORT", true, "D_ID", kAfter},
+    {K::kSportItem, "HEALTH_SPORT_ITEM", false, "SPORT_DATA_ID", kAfter},
+    {K::kBloodPressureDay, "HEALTH_BLOOD_PRESSED", true, "D_ID", kAfter},
+    {K::kBloodPressureItem, "HEALTH_BLOOD_PRESSED_ITEM", false, "BLOOD_PRESSED_DATA_ITEM_ID", kAfter},
+    {K::kActivity, "ACTIVITY_DATA", false, "D_ID", kAfter},
+    {K::kGpsTrack, "HEALTH_GPS", true, "D_ID", kAfter},
+    {K::kGpsPoint, "HEALTH_GPS_ITEM", true, "D_ID", kAfter},
 }};
 
 constexpr bool rulesInKindOrder() {
@@ -77,9 +71,7 @@ std::optional<VEQAndroidDevice> veqAndroidDevice(VEQAndroidRowKind kind, const V
     std::string own = row.stringForKey("smart_device_id");
     if (!own.empty()) return VEQAndroidDevice{std::move(own), true};
   }
-  const VEQValue& id = row[rule.idColumn];
-  const VEQDict* record = registryRecord(
-      oldQueue, rule.keyForm == KeyForm::kIntegerText ? VEQValue(fmt::format("{}", id.integerValue())) : id);
+  const VEQDict* record = registryRecord(oldQueue, row[rule.idColumn]);
   const std::string address = record ? record->stringForKey("MAC_ADDRESS") : std::string();
   std::string macAddr = withoutSeparators(address);
   if ((rule.emptyTest == EmptyTest::kBeforeRemoval ? address : macAddr).empty()) {

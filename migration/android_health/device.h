@@ -14,15 +14,14 @@
 //      VEQOldDBManager's androidQueue selects the Android registry, else its
 //      androidCloudQueue the cloud registry; any other handle (or none)
 //      selects no registry at all. The plain Android handle is tested first.
-//   3. The row's id is looked up there; the record's "MAC_ADDRESS" with every
-//      ":" removed is the device key.
+//   3. The row's id is looked up there by its integer value; the record's
+//      "MAC_ADDRESS" with every ":" removed is the device key.
 //   4. An empty key means the device is unknown: the row is skipped
 //      (reason unknown_device) and nothing else is queried. The heart-rate
 //      day routine tests the address before the separators are removed, so
 //      an address of separators only passes and writes an empty key.
 //
-// The routines differ in the id column, the form of the key handed to the
-// look-up and where the empty test looks; the differences are one table of
+// The routines differ in the id column and where the empty test looks; the differences are one table of
 // data in device.cpp, one entry per row kind with its legacy table. (Weight
 // rows name no device.)
 //
