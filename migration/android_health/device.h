@@ -21,9 +21,9 @@
 //      day routine tests the address before the separators are removed, so
 //      an address of separators only passes and writes an empty key.
 //
-// The routines differ in the id column and where the empty test looks; the differences are one table of
-// data in device.cpp, one entry per row kind with its legacy table. (Weight
-// rows name no device.)
+// The routines differ in the id column and where the empty test looks; the
+// differences are one table of data in device.cpp, one entry per row kind
+// with its legacy table. (Weight rows name no device.)
 //
 // veqAndroidItemCount counts the legacy items of a day or track row: all
 // items of the row's "DATE" when the key came from "smart_device_id", else
