@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -69,7 +70,9 @@ void defaultsFile(const std::string& text) {
   static const std::string dir = [] {
     char pattern[] = "/tmp/veq-fuzz-defaults-XXXXXX";
     check(mkdtemp(pattern) != nullptr, "no scratch directory");
-    return std::string(pattern);
+    static std::string made = pattern;
+    std::atexit([] { std::filesystem::remove_all(made); });
+    return made;
   }();
   const std::string path = dir + "/defaults.json", copy = dir + "/copy.json";
   std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
