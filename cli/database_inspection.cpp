@@ -88,6 +88,8 @@ bool nonEmptyFile(const std::string& path) {
   return fs::is_regular_file(path, ec) && fs::file_size(path, ec) > 0;
 }
 
+bool needsRecovery(const std::string& path) { return nonEmptyFile(path + "-wal") || nonEmptyFile(path + "-journal"); }
+
 // A store whose last writer left a write-ahead log or a rollback journal
 // beside it is read from a private copy of the three files in a fresh
 // temporary directory, which SQLite recovers (replays the log, rolls the
@@ -95,7 +97,7 @@ bool nonEmptyFile(const std::string& path) {
 // handle does. Any other store is opened immutable: no lock, no -shm, no
 // journal, nothing created or changed beside it.
 std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::string* problem) {
-  if (!nonEmptyFile(path + "-wal") && !nonEmptyFile(path + "-journal")) {
+  if (!needsRecovery(path)) {
     return std::make_shared<VEQFMDatabase>(fileUriImpl(path) + "?immutable=1");
   }
   std::string dir = (fs::temp_directory_path() / "veq-migrate-XXXXXX").string();
@@ -105,10 +107,7 @@ std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::stri
   }
   const std::string copy = (fs::path(dir) / "store.sqlite").string();
   std::error_code ec;
-  fs::copy_file(path, copy, ec);
-  for (const char* suffix : {"-wal", "-journal"}) {
-    if (!ec && fs::exists(path + suffix)) fs::copy_file(path + suffix, copy + suffix, ec);
-  }
+  copyDatabaseFiles(path, copy, ec);
   if (ec) {
     fs::remove_all(dir, ec);
     *problem = fmt::format("needs recovery and no private copy can be made: {}", ec.message());
@@ -165,6 +164,18 @@ int64_t rowCount(VEQFMDatabase& db, const std::string& table) {
 }
 
 std::string fileUriOf(const std::string& path) { return fileUriImpl(path); }
+
+void copyWritable(const std::string& from, const std::string& to, std::error_code& ec) {
+  if (!fs::copy_file(from, to, ec)) return;
+  fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, ec);
+}
+
+void copyDatabaseFiles(const std::string& path, const std::string& copy, std::error_code& ec) {
+  copyWritable(path, copy, ec);
+  for (const char* suffix : {"-wal", "-journal"}) {
+    if (!ec && nonEmptyFile(path + suffix)) copyWritable(path + suffix, copy + suffix, ec);
+  }
+}
 
 int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& args) {
   auto rs = db.executeQuery(sql, args);
