@@ -88,8 +88,6 @@ bool nonEmptyFile(const std::string& path) {
   return fs::is_regular_file(path, ec) && fs::file_size(path, ec) > 0;
 }
 
-bool needsRecovery(const std::string& path) { return nonEmptyFile(path + "-wal") || nonEmptyFile(path + "-journal"); }
-
 // A store whose last writer left a write-ahead log or a rollback journal
 // beside it is read from a private copy of the three files in a fresh
 // temporary directory, which SQLite recovers (replays the log, rolls the
@@ -97,7 +95,7 @@ bool needsRecovery(const std::string& path) { return nonEmptyFile(path + "-wal")
 // handle does. Any other store is opened immutable: no lock, no -shm, no
 // journal, nothing created or changed beside it.
 std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::string* problem) {
-  if (!needsRecovery(path)) {
+  if (!nonEmptyFile(path + "-wal") && !nonEmptyFile(path + "-journal")) {
     return std::make_shared<VEQFMDatabase>(fileUriImpl(path) + "?immutable=1");
   }
   std::string dir = (fs::temp_directory_path() / "veq-migrate-XXXXXX").string();

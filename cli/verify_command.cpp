@@ -37,7 +37,6 @@ bool takenOverOnce(const std::string& table, const std::string& column) {
   return table == "t_get_device_info" && columns.count(column) > 0;
 }
 
-
 std::vector<std::string> columnsOf(VEQFMDatabase& db, const std::string& schema, const std::string& table) {
   std::vector<std::string> columns;
   auto rs = db.executeQuery(fmt::format("SELECT name FROM {}.pragma_table_info(?)", schema), {table});
@@ -97,7 +96,7 @@ TableFindings compare(VEQFMDatabase& db, const std::string& table, bool held, in
     const std::string where =
         held ? fmt::format("{}EXISTS (SELECT 1 FROM {}.{} y WHERE {})", keyHeld ? "" : "NOT ", other, t,
                            keyMatch(key, "x", "y"))
-             : std::string(keyHeld ? "0" : "1");
+             : std::string("1");  // no table: every row is missing, none differs
     *count = queryCount(db, fmt::format("SELECT COUNT(*) FROM ({}) x WHERE {}", rows, where));
     Json list = Json::array();
     auto rs = db.executeQuery(fmt::format("SELECT {} FROM ({}) x WHERE {} LIMIT {}", keys, rows, where, examples));
