@@ -60,12 +60,15 @@ class ToolTest : public ::testing::Test {
 
   // The `shell` prefix of tool() that runs it as an unprivileged user:
   // nobody (65534) through setpriv when the tests run as root, nothing when
-  // they already run unprivileged; nullopt when root has no setpriv. The
-  // files such a run reads must be readable by that user.
-  static std::optional<std::string> unprivileged() {
+  // they already run unprivileged; nullopt when root has no setpriv or
+  // nobody cannot start the tool (a build in a folder closed to others).
+  // The files such a run reads must be readable by that user.
+  std::optional<std::string> unprivileged() const {
     if (::geteuid() != 0) return "";
     if (std::system("command -v setpriv >/dev/null 2>&1") != 0) return std::nullopt;
-    return "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    const std::string prefix = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    if (tool("--help", prefix).status != 0) return std::nullopt;
+    return prefix;
   }
 
   // Starts the tool with `args` and returns its pid without waiting; its
