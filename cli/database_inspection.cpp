@@ -105,10 +105,7 @@ std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::stri
   }
   const std::string copy = (fs::path(dir) / "store.sqlite").string();
   std::error_code ec;
-  fs::copy_file(path, copy, ec);
-  for (const char* suffix : {"-wal", "-journal"}) {
-    if (!ec && fs::exists(path + suffix)) fs::copy_file(path + suffix, copy + suffix, ec);
-  }
+  copyDatabaseFiles(path, copy, ec);
   if (ec) {
     fs::remove_all(dir, ec);
     *problem = fmt::format("needs recovery and no private copy can be made: {}", ec.message());
@@ -165,6 +162,18 @@ int64_t rowCount(VEQFMDatabase& db, const std::string& table) {
 }
 
 std::string fileUriOf(const std::string& path) { return fileUriImpl(path); }
+
+void copyWritable(const std::string& from, const std::string& to, std::error_code& ec) {
+  if (!fs::copy_file(from, to, ec)) return;
+  fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, fs::perm_options::add, ec);
+}
+
+void copyDatabaseFiles(const std::string& path, const std::string& copy, std::error_code& ec) {
+  copyWritable(path, copy, ec);
+  for (const char* suffix : {"-wal", "-journal"}) {
+    if (!ec && nonEmptyFile(path + suffix)) copyWritable(path + suffix, copy + suffix, ec);
+  }
+}
 
 int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& args) {
   auto rs = db.executeQuery(sql, args);

@@ -19,6 +19,13 @@
 // directory removed with the last handle), so the data in the log is not
 // lost and the original stays as it was.
 //
+// The same private copy serves `inspect` and `verify` for an existing output
+// (copyDatabaseFiles): what they judge is what the next open of the output
+// would hold, its log replayed or its journal rolled back, while the output
+// and its log or journal are only read. Every copy is made readable and
+// writable by its owner whatever the original's mode, so that SQLite can
+// recover and write it when the originals are read-only.
+//
 // tableNames and rowCount answer for any open database (legacy or new).
 #pragma once
 
@@ -26,6 +33,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <system_error>
 
 #include "collaborators/fmdb.h"
 
@@ -41,6 +49,14 @@ int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& ar
 // The "file:" URI of a path (absolute, with ?, # and % escaped), for URI
 // parameters such as immutable=1.
 std::string fileUriOf(const std::string& path);
+
+// Copies `from` to `to` (which must not exist) and gives the copy owner read
+// and write permission; failures in `ec`.
+void copyWritable(const std::string& from, const std::string& to, std::error_code& ec);
+// Copies a database file and its non-empty "-wal" and "-journal" files to
+// `copy`, `copy`-wal and `copy`-journal with copyWritable; SQLite then
+// recovers the copy as it would the original.
+void copyDatabaseFiles(const std::string& path, const std::string& copy, std::error_code& ec);
 
 // Names of the ordinary tables (internal sqlite_ tables excluded).
 std::set<std::string> tableNames(VEQFMDatabase& db);

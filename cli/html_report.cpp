@@ -67,6 +67,21 @@ std::string countsTable(const MigrationReport& report) {
   return html + "</table>\n";
 }
 
+std::string findingsTable(const std::vector<TableFindings>& findings) {
+  std::string html =
+      "<table id=\"findings\"><tr><th>new table</th><th>expected</th><th>output</th><th>missing</th>"
+      "<th>differing</th><th>extra</th></tr>\n";
+  for (const TableFindings& t : findings) {
+    html += fmt::format("<tr{}><td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{}</td></tr>\n",
+                        t.missing > 0 || t.differing > 0 ? " class=\"bad\"" : "", escaped(t.table), t.expected,
+                        t.output, t.missing, t.differing, t.extra);
+    for (const std::string& line : exampleLines(t)) {
+      html += fmt::format("<tr class=\"reason\"><td colspan=\"6\"><code>{}</code></td></tr>\n", escaped(line));
+    }
+  }
+  return html + "</table>\n";
+}
+
 // The days the strips show, in order: every day from the first to the last
 // with data, except that a stretch of more than kLongGap days without any
 // data becomes one break (nullopt), so one outlying record does not stretch
@@ -160,6 +175,16 @@ std::string calendars(const HtmlReport& page) {
 
 }  // namespace
 
+std::vector<std::string> exampleLines(const TableFindings& findings) {
+  std::vector<std::string> lines;
+  for (const auto& [kind, examples] : findings.examples.items()) {
+    for (const auto& e : examples) {
+      lines.push_back(kind + ": " + e.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    }
+  }
+  return lines;
+}
+
 std::string htmlReportText(const HtmlReport& page) {
   std::string html = fmt::format(R"(<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8"><title>{0}</title>
@@ -177,6 +202,7 @@ rect.both {{ fill: #2e9e5b; }} rect.gap {{ fill: #d93025; }} rect.new {{ fill: #
 <p id="summary">{1}</p>
 )",
                                  escaped(page.title), escaped(page.summary));
+  if (!page.findings.empty()) html += "<h2>New tables compared with the output</h2>\n" + findingsTable(page.findings);
   html += "<h2>Health days per device</h2>\n<p class=\"legend\">";
   if (page.output) {
     html += "<span style=\"background:#2e9e5b\"></span>in the stores and the new database"

@@ -16,15 +16,33 @@
 // both sides are counted in the same records. A side that a command does not
 // have (inspect without an existing output) is left out, and the strips then
 // show the stores alone.
+//
+// `verify` adds its findings (the same as its text and JSON carry): per new
+// table the records expected, in the output, missing, differing and extra,
+// and the examples of each kind; tables with something missing or differing
+// are marked. Above the calendars, so that what failed is seen first.
 #pragma once
 
+#include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/health_coverage.h"
 #include "cli/report.h"
 
 namespace veq {
+
+// verify's comparison of one new table with the output.
+struct TableFindings {
+  std::string table;
+  int64_t expected = 0, output = 0, missing = 0, differing = 0, extra = 0;
+  nlohmann::ordered_json examples = nlohmann::ordered_json::object();  // kind → list of records
+};
+
+// The examples of a table as lines "<kind>: <record as JSON>".
+std::vector<std::string> exampleLines(const TableFindings& findings);
 
 struct HtmlReport {
   std::string title;
@@ -32,6 +50,7 @@ struct HtmlReport {
   HealthCoverage stores;                 // days the legacy stores give
   std::optional<HealthCoverage> output;  // days the new database holds
   std::string summary;                   // one line under the title
+  std::vector<TableFindings> findings;   // verify's; empty for run and inspect
 };
 
 // False with *error when the file cannot be written.

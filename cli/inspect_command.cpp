@@ -96,6 +96,18 @@ int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream
     err << overInput;
     return 2;
   }
+  // An existing output is judged by what its next open would hold (the
+  // output immutable, or a recovered private copy when a log or journal lies
+  // beside it); a refusal names the user's file, not the scratch copy.
+  std::shared_ptr<VEQFMDatabase> existingOut;
+  if (!options.existingOut.empty()) {
+    std::string problem;
+    existingOut = openCheckedDatabase(options.existingOut, SQLITE_OPEN_READONLY, &problem);
+    if (!existingOut) {
+      err << fmt::format("veq-migrate: {}: {}\n", options.existingOut, problem);
+      return 2;
+    }
+  }
   ScratchMigration scratch(options.stores, options.existingOut, err);
   if (scratch.status() == 2) return 2;
 
@@ -120,12 +132,9 @@ int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream
   }
   if (!options.htmlPath.empty()) {
     std::optional<HealthCoverage> existing;
-    if (!options.existingOut.empty()) {
-      VEQFMDatabase db(options.existingOut);
-      if (db.openWithFlags(SQLITE_OPEN_READONLY)) existing = healthCoverage(db);
-    }
+    if (existingOut) existing = healthCoverage(*existingOut);
     HtmlReport page{"veq-migrate inspect", scratch.report(), coverage, existing,
-                    "What migrating these stores would do; nothing was written."};
+                    "What migrating these stores would do; nothing was written.", {}};
     std::string error;
     if (!writeHtmlReport(page, options.htmlPath, &error)) {
       err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);

@@ -10,13 +10,16 @@
 //
 // The figures come from the real migration (scratch_migration.h) into a
 // temporary database — a copy of `existingOut` when given, so updates of an
-// existing output are predicted — which is removed afterwards. The stores
+// existing output are predicted — which is removed afterwards. The copy
+// holds what the next open of `existingOut` would: the commits in its -wal
+// file, not the uncommitted pages beside a hot -journal (both files are
+// copied and recovered in the scratch directory, never touched). The stores
 // are opened as `run` opens them and never changed; the only files written
 // are the --json and --html reports asked for, which must not be any file
 // the command reads.
 //
-// Exit status: 0, or 2 when a store, the defaults or a report path cannot
-// be used (one line "veq-migrate: <file>: <problem>").
+// Exit status: 0, or 2 when a store, the defaults, the existing output or a
+// report path cannot be used (one line "veq-migrate: <file>: <problem>").
 #pragma once
 
 #include <ostream>

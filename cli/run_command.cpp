@@ -339,7 +339,7 @@ bool writeRunHtml(const RunOptions& options, const MigrationReport& report, std:
   converted.openWithFlags(SQLITE_OPEN_READONLY);
   output.openWithFlags(SQLITE_OPEN_READONLY);
   HtmlReport page{"veq-migrate run", report, healthCoverage(converted), healthCoverage(output),
-                  report.succeeded() ? "Migrated." : "Migrated WITH FAILURES."};
+                  report.succeeded() ? "Migrated." : "Migrated WITH FAILURES.", {}};
   std::string error;
   if (writeHtmlReport(page, options.htmlPath, &error)) return true;
   err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);

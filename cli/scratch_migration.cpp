@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <sstream>
 
+#include "cli/database_inspection.h"
+
 namespace veq {
 
 namespace fs = std::filesystem;
@@ -28,10 +30,10 @@ ScratchMigration::ScratchMigration(const RunOptions& stores, const std::string& 
   options.progress = false;
   options.quiet = true;
   std::error_code ec;
-  if (!startFrom.empty()) fs::copy_file(startFrom, database_, ec);
+  if (!startFrom.empty()) copyDatabaseFiles(startFrom, database_, ec);
   if (!ec && !stores.defaultsPath.empty() && fs::exists(stores.defaultsPath, ec)) {
     options.defaultsPath = (fs::path(dir_) / "defaults.json").string();
-    fs::copy_file(stores.defaultsPath, options.defaultsPath, ec);
+    copyWritable(stores.defaultsPath, options.defaultsPath, ec);
   }
   if (ec) {
     err << fmt::format("veq-migrate: {}: cannot copy into the scratch directory: {}\n", dir_, ec.message());

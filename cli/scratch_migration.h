@@ -4,9 +4,14 @@
 // without writing anywhere. They run the real migration (runMigration, the
 // same code as `run`) into a database in a new temporary directory:
 //   * the output starts as a copy of `startFrom` when one is given (so that
-//     updates of an existing output are predicted), else empty;
+//     updates of an existing output are predicted), else empty; its -wal or
+//     -journal file is copied with it (copyDatabaseFiles), so the migration
+//     starts from what the next open of `startFrom` would hold: the commits
+//     in its log, not the uncommitted pages a killed writer left;
 //   * the defaults are copied there too, so writing them back changes
 //     nothing of the user's;
+//   * every copy is writable by the user whatever the originals' mode, so
+//     read-only stores, defaults and output in a read-only folder suffice;
 //   * no progress, no report, no rejects; refusals still go to `err`.
 // The directory and everything in it are removed with the object.
 #pragma once

@@ -37,13 +37,6 @@ bool takenOverOnce(const std::string& table, const std::string& column) {
   return table == "t_get_device_info" && columns.count(column) > 0;
 }
 
-// The scratch database is "main", the output is attached as "o".
-struct TableComparison {
-  std::string table;
-  int64_t expected = 0, output = 0, missing = 0, differing = 0, extra = 0;
-  Json examples = Json::object();
-};
-
 std::vector<std::string> columnsOf(VEQFMDatabase& db, const std::string& schema, const std::string& table) {
   std::vector<std::string> columns;
   auto rs = db.executeQuery(fmt::format("SELECT name FROM {}.pragma_table_info(?)", schema), {table});
@@ -72,15 +65,18 @@ Json rowObject(VEQFMResultSet& rs) {
   return row;
 }
 
-TableComparison compare(VEQFMDatabase& db, const std::string& table, int examples) {
-  TableComparison c;
+// The scratch database is "main", the output is attached as "o".
+// `held`: whether the output has the table at all. A table it lacks misses
+// every converted record, listed like single missing records.
+TableFindings compare(VEQFMDatabase& db, const std::string& table, bool held, int examples) {
+  TableFindings c;
   c.table = table;
   const std::string t = sqlIdentifier(table);
   c.expected = queryCount(db, "SELECT COUNT(*) FROM main." + t);
-  c.output = queryCount(db, "SELECT COUNT(*) FROM o." + t);
+  c.output = held ? queryCount(db, "SELECT COUNT(*) FROM o." + t) : 0;
 
   std::vector<std::string> columns;
-  const std::vector<std::string> theirs = columnsOf(db, "o", table);
+  const std::vector<std::string> theirs = held ? columnsOf(db, "o", table) : columnsOf(db, "main", table);
   for (const std::string& column : columnsOf(db, "main", table)) {
     if (column != "pk" && !takenOverOnce(table, column) && std::find(theirs.begin(), theirs.end(), column) != theirs.end()) {
       columns.push_back(column);
@@ -94,9 +90,13 @@ TableComparison compare(VEQFMDatabase& db, const std::string& table, int example
   // whether the other side holds their key.
   auto sideOnly = [&](const std::string& from, const std::string& other, bool keyHeld, int64_t* count,
                       const char* kind) {
-    const std::string rows = fmt::format("SELECT {0} FROM {1}.{2} EXCEPT SELECT {0} FROM {3}.{2}", cols, from, t, other);
-    const std::string where = fmt::format("{}EXISTS (SELECT 1 FROM {}.{} y WHERE {})", keyHeld ? "" : "NOT ", other, t,
-                                          keyMatch(key, "x", "y"));
+    const std::string rows =
+        held ? fmt::format("SELECT {0} FROM {1}.{2} EXCEPT SELECT {0} FROM {3}.{2}", cols, from, t, other)
+             : fmt::format("SELECT {} FROM {}.{}", cols, from, t);
+    const std::string where =
+        held ? fmt::format("{}EXISTS (SELECT 1 FROM {}.{} y WHERE {})", keyHeld ? "" : "NOT ", other, t,
+                           keyMatch(key, "x", "y"))
+             : std::string("1");  // no table: every row is missing, none differs
     *count = queryCount(db, fmt::format("SELECT COUNT(*) FROM ({}) x WHERE {}", rows, where));
     Json list = Json::array();
     auto rs = db.executeQuery(fmt::format("SELECT {} FROM ({}) x WHERE {} LIMIT {}", keys, rows, where, examples));
@@ -104,6 +104,7 @@ TableComparison compare(VEQFMDatabase& db, const std::string& table, int example
     if (!list.empty()) c.examples[kind] = list;
   };
   sideOnly("main", "o", false, &c.missing, "missing");
+  if (!held) return c;
   sideOnly("main", "o", true, &c.differing, "differing");
   sideOnly("o", "main", false, &c.extra, "extra");
 
@@ -137,8 +138,12 @@ TableComparison compare(VEQFMDatabase& db, const std::string& table, int example
 }  // namespace
 
 int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& err) {
+  // What the next open of the output would hold: the output itself opened
+  // immutable, or a recovered private copy when a log or journal lies beside
+  // it (database_inspection.h). Either way the output is only read.
   std::string problem;
-  if (!openCheckedDatabase(options.outPath, SQLITE_OPEN_READONLY, &problem)) {
+  const std::shared_ptr<VEQFMDatabase> output = openCheckedDatabase(options.outPath, SQLITE_OPEN_READONLY, &problem);
+  if (!output) {
     err << fmt::format("veq-migrate: {}: {}\n", options.outPath, problem);
     return 2;
   }
@@ -154,7 +159,7 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
   VEQSDKUtility::setTimeZone(options.stores.timeZone.value_or(""));  // days in the stores' zone
   VEQFMDatabase db(scratch.databasePath());
   if (!db.openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI) ||
-      !db.executeUpdate("ATTACH DATABASE ? AS o", {fileUriOf(options.outPath) + "?immutable=1"})) {
+      !db.executeUpdate("ATTACH DATABASE ? AS o", {output->databasePath()})) {
     err << fmt::format("veq-migrate: {}: cannot be read: {}\n", options.outPath, db.lastErrorMessage());
     return 2;
   }
@@ -165,29 +170,20 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
     return names;
   }();
 
-  std::vector<TableComparison> tables;
+  std::vector<TableFindings> tables;
   for (const std::string& table : veqNewTableNames()) {
-    if (!outputTables.count(table)) {
-      TableComparison c;
-      c.table = table;
-      c.expected = c.missing = queryCount(db, "SELECT COUNT(*) FROM main." + sqlIdentifier(table));
-      tables.push_back(c);
-      continue;
-    }
-    tables.push_back(compare(db, table, options.examples));
+    tables.push_back(compare(db, table, outputTables.count(table) > 0, options.examples));
   }
 
   bool ok = true;
   Json json = Json::array();
   out << fmt::format("{:<32} {:>9} {:>9} {:>9} {:>9} {:>9}\n", "new table", "expected", "output", "missing",
                      "differing", "extra");
-  for (const TableComparison& c : tables) {
+  for (const TableFindings& c : tables) {
     ok = ok && c.missing == 0 && c.differing == 0;
     out << fmt::format("{:<32} {:>9} {:>9} {:>9} {:>9} {:>9}\n", c.table, c.expected, c.output, c.missing, c.differing,
                        c.extra);
-    for (const auto& [kind, examples] : c.examples.items()) {
-      for (const Json& e : examples) out << fmt::format("    {}: {}\n", kind, e.dump(-1, ' ', false, Json::error_handler_t::replace));
-    }
+    for (const std::string& line : exampleLines(c)) out << "    " << line << "\n";
     json.push_back({{"table", c.table}, {"expected", c.expected}, {"output", c.output}, {"missing", c.missing},
                     {"differing", c.differing}, {"extra", c.extra}, {"examples", c.examples}});
   }
@@ -204,11 +200,10 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
   }
   if (!options.htmlPath.empty()) {
     db.executeUpdate("DETACH DATABASE o");
-    VEQFMDatabase output(fileUriOf(options.outPath) + "?immutable=1");
-    output.openWithFlags(SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
-    HtmlReport page{"veq-migrate verify", scratch.report(), healthCoverage(db), healthCoverage(output),
+    HtmlReport page{"veq-migrate verify", scratch.report(), healthCoverage(db), healthCoverage(*output),
                     ok ? "The output holds everything the stores imply."
-                       : "The output does NOT hold everything the stores imply."};
+                       : "The output does NOT hold everything the stores imply.",
+                    tables};
     std::string error;
     if (!writeHtmlReport(page, options.htmlPath, &error)) {
       err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);

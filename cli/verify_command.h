@@ -20,8 +20,18 @@
 // Exit status: 0 when nothing is missing or differing (extra records, such
 // as those the SDK wrote itself since, do not fail it); 1 otherwise; 2 when
 // a store, the output or a report path cannot be used. Nothing is written
-// but the --json and --html reports asked for; the output is opened
-// immutable and never changed.
+// but the --json and --html reports asked for.
+//
+// The output is judged by what the next open of it would hold, as the SDK
+// would read it: opened immutable when nothing lies beside it; with a
+// non-empty -wal (commits not yet checkpointed) or -journal (a killed
+// writer's hot journal), from a private copy of the files that SQLite
+// recovers (database_inspection.h). The output and its log or journal are
+// only read, never opened for writing.
+//
+// A new table the output lacks altogether counts every converted record as
+// missing and lists examples of them, as for single missing records. The
+// --html page carries the same per-table findings as the text and JSON.
 #pragma once
 
 #include <ostream>

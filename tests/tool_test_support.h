@@ -1,8 +1,9 @@
 // tool_test_support.h — running the veq-migrate tool as a process in tests.
 //
 // ToolTest gives each test a scratch directory, runs the tool with a command
-// line (stdout and stderr captured), writes fixtures and builds the usual
-// `run` arguments for a fixture directory.
+// line (stdout and stderr captured; as an unprivileged user if asked),
+// writes fixtures and builds the usual `run` arguments for a fixture
+// directory.
 #pragma once
 
 #include <fcntl.h>
@@ -10,12 +11,14 @@
 #include <spawn.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -53,6 +56,19 @@ class ToolTest : public ::testing::Test {
         shell + std::string(VEQ_MIGRATE_BIN) + " " + args + " >" + out.string() + " 2>" + err.string();
     const int raw = std::system(command.c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+  }
+
+  // The `shell` prefix of tool() that runs it as an unprivileged user:
+  // nobody (65534) through setpriv when the tests run as root, nothing when
+  // they already run unprivileged; nullopt when root has no setpriv or
+  // nobody cannot start the tool (a build in a folder closed to others).
+  // The files such a run reads must be readable by that user.
+  std::optional<std::string> unprivileged() const {
+    if (::geteuid() != 0) return "";
+    if (std::system("command -v setpriv >/dev/null 2>&1") != 0) return std::nullopt;
+    const std::string prefix = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    if (tool("--help", prefix).status != 0) return std::nullopt;
+    return prefix;
   }
 
   // Starts the tool with `args` and returns its pid without waiting; its
