@@ -277,7 +277,8 @@ class FaultSweep : public ToolTest {
         if (faulted.status != 0) {
           const ToolResult next = tool(runArgs("work"));
           EXPECT_EQ(next.status, 0) << next.err;
-          EXPECT_EQ(recoveryDifference(readOutput(path("work") / "new.sqlite", nullptr), left, commits.front(), final), "")
+          const OutputState after = readOutput(path("work") / "new.sqlite", nullptr);
+          EXPECT_EQ(recoveryDifference(after, left, commits.front(), final), "")
               << "the run after the fault did not give the clean run's output";
         }
         if (HasFailure()) {
