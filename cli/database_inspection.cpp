@@ -6,10 +6,12 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include <stdlib.h>
 
@@ -118,6 +120,18 @@ std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::stri
   });
 }
 
+// Whether a result code says the file's content is damaged, rather than that
+// reading it failed (an I/O error, no memory).
+bool isDamage(int code) { return (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB; }
+
+// quick_check reports a page it could not fetch as "unable to get the page.
+// error code=N": the code of that failure, or 0 when the verdict has none.
+int unreadPageCode(const std::string& verdict) {
+  constexpr std::string_view kMarker = "error code=";
+  const size_t at = verdict.find(kMarker);
+  return at == std::string::npos ? 0 : std::atoi(verdict.c_str() + at + kMarker.size());
+}
+
 }  // namespace
 
 std::shared_ptr<VEQFMDatabase> openCheckedDatabase(const std::string& path, int flags, std::string* problem) {
@@ -130,17 +144,21 @@ std::shared_ptr<VEQFMDatabase> openCheckedDatabase(const std::string& path, int 
   // A private copy is opened for writing so that SQLite can recover it.
   if (legacy) flags = db->databasePath().rfind("file:", 0) == 0 ? flags | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
   if (!db->openWithFlags(flags)) {
-    const int code = db->lastErrorCode() & 0xff;
-    const bool damaged = code == SQLITE_CORRUPT || code == SQLITE_NOTADB;
-    *problem = fmt::format("{}: {}", damaged ? "corrupt" : "cannot open", db->lastErrorMessage());
+    *problem = fmt::format("{}: {}", isDamage(db->lastErrorCode()) ? "corrupt" : "cannot open", db->lastErrorMessage());
     return nullptr;
   }
+  // A page that cannot be read (an I/O error) is not a damaged file: the
+  // message says which it is.
   std::unique_ptr<VEQFMResultSet> rs = db->executeQuery("PRAGMA quick_check(1)");
   if (!rs || !rs->next()) {
-    *problem = fmt::format("corrupt: {}", db->lastErrorMessage());
+    *problem = fmt::format("{}: {}", isDamage(db->lastErrorCode()) ? "corrupt" : "cannot read", db->lastErrorMessage());
     return nullptr;
   }
   const std::string verdict = rs->objectForColumnIndex(0).description();
+  if (const int code = unreadPageCode(verdict); code != 0 && !isDamage(code)) {
+    *problem = fmt::format("cannot read: {}", sqlite3_errstr(code));
+    return nullptr;
+  }
   if (verdict != "ok") {
     *problem = fmt::format("corrupt: {}", oneLine(verdict));
     return nullptr;

@@ -37,16 +37,21 @@ namespace fs = std::filesystem;
 
 constexpr int kRefused = 2;
 
-// Result codes after which nothing more can be written to the output: the
-// disk, the file or the lock is gone. Extended codes are reduced first.
-bool isFatalWriteError(int code) {
-  switch (code & 0xff) {
-    case SQLITE_IOERR: case SQLITE_FULL: case SQLITE_BUSY: case SQLITE_LOCKED: case SQLITE_READONLY:
-    case SQLITE_CANTOPEN: case SQLITE_CORRUPT: case SQLITE_NOTADB: case SQLITE_NOMEM: case SQLITE_PROTOCOL:
-      return true;
-    default:
-      return false;
+// Primary result codes after which nothing more can be written to the
+// output: the disk, the file or the lock is gone.
+constexpr int kFatalWriteCodes[] = {SQLITE_IOERR,    SQLITE_FULL,     SQLITE_BUSY,    SQLITE_LOCKED,
+                                    SQLITE_READONLY, SQLITE_CANTOPEN, SQLITE_CORRUPT, SQLITE_NOTADB,
+                                    SQLITE_NOMEM,    SQLITE_PROTOCOL};
+
+// The first fatal code among the statements that failed since the table's
+// mark, or 0. Any of them counts, not only the last statement's: a look-up
+// that failed on a read error reads as "not found", and the write after it
+// may succeed.
+int fatalErrorSinceMark(const VEQFMDatabase& db) {
+  for (const int code : kFatalWriteCodes) {
+    if (db.failedSinceMarkWith(code)) return code;
   }
+  return 0;
 }
 
 // Thrown from the driver's callback to stop a table at its first fatal
@@ -245,9 +250,10 @@ void MigrationRun::migrateStore(const OpenStore& store) {
         outcome.count(success, row);
         rejects_.note(outcome.store, outcome.table, position++, row);
         progress_.advance();
-        // After an I/O error, a full disk or a lost lock every later
-        // statement fails too: stop here, and the queue rolls the table back.
-        if (isFatalWriteError(db.lastErrorCode())) throw FatalWriteError{db.lastErrorMessage()};
+        // After an I/O error, a full disk or a lost lock the table cannot be
+        // trusted and later statements fail too: stop here, and the queue
+        // rolls the table back.
+        if (const int code = fatalErrorSinceMark(db)) throw FatalWriteError{sqlite3_errstr(code)};
       });
     } catch (const FatalWriteError& e) {
       fatal = e;

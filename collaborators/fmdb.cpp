@@ -226,6 +226,7 @@ void VEQFMDatabase::finalizeAll() {
 
 void VEQFMDatabase::recordError(std::string message, int code) {
   if (firstErrorSinceMark_.empty()) firstErrorSinceMark_ = message;
+  if ((code & 0xff) < 32) codesSinceMark_ |= 1u << (code & 0xff);
   lastError_ = std::move(message);
   lastErrorCode_ = code;
   ++failedStatements_;
@@ -233,6 +234,7 @@ void VEQFMDatabase::recordError(std::string message, int code) {
 
 void VEQFMDatabase::markErrors() {
   firstErrorSinceMark_.clear();
+  codesSinceMark_ = 0;
   failedAtMark_ = failedStatements_;
 }
 
@@ -264,6 +266,7 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry**
     recordError("The database is not open.", SQLITE_MISUSE);
     return nullptr;
   }
+  if (transactionLost()) return nullptr;
   Recent& recent = recent_[(reinterpret_cast<uintptr_t>(sql.data()) >> 4) % recent_.size()];
   if (recent.text == sql.data() && recent.size == sql.size() && !recent.entry->inUse && *recent.entry->lru == sql) {
     recent.entry->inUse = true;
@@ -423,6 +426,7 @@ bool VEQFMDatabase::executeStatements(std::string_view sql) {
     recordError("The database is not open.", SQLITE_MISUSE);
     return false;
   }
+  if (transactionLost()) return false;
   const std::string text(sql);
   const int rc = sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr);
   if (rc != SQLITE_OK) {
@@ -438,6 +442,12 @@ bool VEQFMDatabase::commit() { return executeUpdate("COMMIT"); }
 bool VEQFMDatabase::rollback() { return executeUpdate("ROLLBACK"); }
 
 bool VEQFMDatabase::isInTransaction() const { return db_ && !sqlite3_get_autocommit(db_); }
+
+bool VEQFMDatabase::transactionLost() {
+  if (!inQueueTransaction_ || !sqlite3_get_autocommit(db_)) return false;
+  recordError("not run: the transaction was rolled back after an earlier error", SQLITE_ABORT);
+  return true;
+}
 
 int64_t VEQFMDatabase::lastInsertRowId() const { return db_ ? sqlite3_last_insert_rowid(db_) : 0; }
 
@@ -471,17 +481,20 @@ void VEQFMDatabaseQueue::inTransaction(const std::function<void(VEQFMDatabase* d
   const bool began = db_->beginTransaction();
   bool rollback = false;
   committed_ = false;
+  db_->inQueueTransaction_ = began;
   try {
     block(db_.get(), &rollback);
   } catch (...) {
-    if (began) db_->rollback();
+    db_->inQueueTransaction_ = false;
+    if (began && db_->isInTransaction()) db_->rollback();
     throw;
   }
+  db_->inQueueTransaction_ = false;
   if (!began) return;
-  // A failed COMMIT leaves the transaction open; end it rather than let the
-  // next caller's BEGIN fail.
+  // A failed COMMIT may leave the transaction open; end it rather than let
+  // the next caller's BEGIN fail.
   committed_ = !rollback && db_->commit();
-  if (!committed_) db_->rollback();
+  if (!committed_ && db_->isInTransaction()) db_->rollback();
 }
 
 }  // namespace veq

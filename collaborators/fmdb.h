@@ -21,6 +21,11 @@
 //   * Failures never throw: the call returns false (or nullptr), the message
 //     is kept in lastErrorMessage() (and in firstErrorSinceMark() when it is
 //     the first since markErrors()), and failedStatementCount() counts it.
+//   * Inside a VEQFMDatabaseQueue transaction, once SQLite has ended the
+//     transaction on its own (it rolls back after some I/O errors, a full
+//     disk or a lack of memory), every further statement of the callback
+//     fails with SQLITE_ABORT without running: what was meant for the
+//     transaction is never written outside it, in autocommit mode, and kept.
 //
 //   * queryFirstInteger(sql, params, &value) is the lean form of a one-value
 //     look-up (executeQuery, next, read column 0 as an integer) for
@@ -179,8 +184,13 @@ class VEQFMDatabase {
   // A mark for attributing failures to one piece of work (a legacy table):
   // after markErrors(), failedSinceMark() counts the statements that failed
   // and firstErrorSinceMark() keeps the message of the first of them ("" when
-  // none failed), however many succeed or fail after it.
+  // none failed), however many succeed or fail after it;
+  // failedSinceMarkWith(code) tells whether one of them failed with that
+  // primary result code (SQLITE_IOERR, SQLITE_FULL …).
   void markErrors();
+  bool failedSinceMarkWith(int primaryCode) const {
+    return primaryCode > 0 && primaryCode < 32 && (codesSinceMark_ >> primaryCode & 1u) != 0;
+  }
   int64_t failedSinceMark() const { return failedStatements_ - failedAtMark_; }
   const std::string& firstErrorSinceMark() const { return firstErrorSinceMark_; }
   int64_t lastInsertRowId() const;
@@ -203,6 +213,7 @@ class VEQFMDatabase {
 
  private:
   friend class VEQFMResultSet;
+  friend class VEQFMDatabaseQueue;
 
   struct CacheEntry;
   // `entry` receives the statement's cache entry, or nullptr when the
@@ -214,6 +225,8 @@ class VEQFMDatabase {
   bool checkArgumentCount(sqlite3_stmt* stmt, int given);
   bool bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool argsOutliveUse);
   void recordError(std::string message, int code);
+  // True (the failure recorded) when SQLite ended the queue's transaction.
+  bool transactionLost();
   void clearError();
   void finalizeAll();
 
@@ -247,6 +260,8 @@ class VEQFMDatabase {
   int64_t failedStatements_ = 0;
   int64_t failedAtMark_ = 0;
   std::string firstErrorSinceMark_;
+  uint32_t codesSinceMark_ = 0;  // bit n: a statement failed with primary code n
+  bool inQueueTransaction_ = false;  // inside VEQFMDatabaseQueue::inTransaction's callback
   int64_t prepares_ = 0;
   std::any transactionCache_;
 };

@@ -103,6 +103,14 @@ TEST(FMDatabaseTest, CountsFailuresAndClearsTheErrorOnSuccess) {
   EXPECT_FALSE(db->hadError());
   EXPECT_EQ(db->lastErrorMessage(), "");
   EXPECT_EQ(db->failedStatementCount(), 3);
+
+  // The codes of failures since the mark stay known after later successes.
+  db->markErrors();
+  EXPECT_FALSE(db->failedSinceMarkWith(SQLITE_ERROR));
+  EXPECT_FALSE(db->executeUpdate("INSERT INTO missing VALUES (1)"));
+  EXPECT_TRUE(db->executeUpdate("INSERT INTO t (a) VALUES (2)"));
+  EXPECT_TRUE(db->failedSinceMarkWith(SQLITE_ERROR));
+  EXPECT_FALSE(db->failedSinceMarkWith(SQLITE_IOERR));
 }
 
 TEST(FMDatabaseTest, OpenRejectsFilesThatAreNotDatabases) {
@@ -140,6 +148,26 @@ TEST(FMDatabaseQueueTest, CommitsOrRollsBackAndAlwaysRunsTheCallback) {
   EXPECT_TRUE(ran);
 
   EXPECT_NE(queue->identity(), broken->identity());
+}
+
+// SQLite ends a transaction by itself after some I/O errors; what the
+// callback writes after that must not land outside the transaction.
+TEST(FMDatabaseQueueTest, WritesNothingOnceSQLiteHasEndedTheTransaction) {
+  auto queue = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+  queue->inDatabase([](VEQFMDatabase* db) { db->executeStatements("CREATE TABLE t (a)"); });
+  queue->inTransaction([](VEQFMDatabase* db, bool*) {
+    EXPECT_TRUE(db->executeUpdate("INSERT INTO t VALUES (1)"));
+    ASSERT_EQ(sqlite3_exec(db->sqliteHandle(), "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_FALSE(db->executeUpdate("INSERT INTO t VALUES (2)"));
+    EXPECT_EQ(db->lastErrorCode(), SQLITE_ABORT);
+    EXPECT_EQ(db->executeQuery("SELECT a FROM t"), nullptr);
+    EXPECT_FALSE(db->executeStatements("INSERT INTO t VALUES (3)"));
+  });
+  EXPECT_FALSE(queue->lastTransactionCommitted());
+  queue->inDatabase([](VEQFMDatabase* db) {
+    EXPECT_EQ(queryInt(db, "SELECT count(*) FROM t"), 0);
+    EXPECT_TRUE(db->executeUpdate("INSERT INTO t VALUES (4)"));  // outside the queue's transactions again
+  });
 }
 
 }  // namespace
