@@ -242,6 +242,7 @@ void MigrationRun::migrateStore(const OpenStore& store) {
     progress_.start(outcome.store, outcome.table, outcome.rows);
     VEQFMDatabase& db = *output_->database();
     db.markErrors();
+    legacy.markErrors();
     int64_t position = 0;
     std::optional<FatalWriteError> fatal;
     try {
@@ -254,10 +255,14 @@ void MigrationRun::migrateStore(const OpenStore& store) {
         // trusted and later statements fail too: stop here, and the queue
         // rolls the table back.
         if (const int code = fatalErrorSinceMark(db)) throw FatalWriteError{sqlite3_errstr(code)};
+        if (fatalErrorSinceMark(legacy)) throw FatalWriteError{"cannot read the store: " + legacy.firstErrorSinceMark()};
       });
     } catch (const FatalWriteError& e) {
       fatal = e;
     }
+    // A store that could not be read to the table's end: the driver rolled
+    // the table back rather than keep part of it.
+    if (!fatal && fatalErrorSinceMark(legacy)) fatal = FatalWriteError{"cannot read the store: " + legacy.firstErrorSinceMark()};
     // Rows were written but the table's transaction did not commit (COMMIT
     // itself failed): nothing of the table was kept.
     const bool wrote = outcome.rowsWith(VEQRowOutcome::kInserted) + outcome.rowsWith(VEQRowOutcome::kUpdated) > 0;

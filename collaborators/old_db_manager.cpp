@@ -172,20 +172,31 @@ VEQOldDBManager& VEQOldDBManager::shareInstance() {
   return instance;
 }
 
-void VEQOldDBManager::forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
+bool VEQOldDBManager::forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
                                             const std::function<bool(const VEQDict& row)>& each) {
   VEQFMDatabase* db = openDatabase(dbQueue);
-  if (!db || !tableExists(db, tableName)) return;
+  if (!db) return true;
+  // A step that fails ends the result set exactly as the last row does, so
+  // the connection's failure count tells them apart. `each` may query the
+  // store itself (counts); its own failures are not the read's.
+  const int64_t failedBefore = db->failedStatementCount();
+  int64_t failedInEach = 0;
+  const auto readFailed = [&] { return db->failedStatementCount() - failedBefore != failedInEach; };
+  if (!tableExists(db, tableName)) return !readFailed();
   auto rs = db->executeQuery("SELECT * FROM " + sqlIdentifier(tableName));
-  if (!rs) return;
+  if (!rs) return false;
   const int columns = rs->columnCount();
   auto keys = std::make_shared<VEQDict::Keys>();
   for (int i = 0; i < columns; ++i) keys->push_back(rs->columnName(i));
   VEQDict row(std::move(keys), {});
   while (rs->next()) {
     for (int i = 0; i < columns; ++i) row.valueAt(static_cast<size_t>(i)) = rs->objectForColumnIndex(i);
-    if (!each(row)) return;
+    const int64_t failedBeforeRow = db->failedStatementCount();
+    const bool more = each(row);
+    failedInEach += db->failedStatementCount() - failedBeforeRow;
+    if (!more) return true;
   }
+  return !readFailed();
 }
 
 std::vector<VEQDict> VEQOldDBManager::getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,

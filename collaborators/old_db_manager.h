@@ -16,7 +16,10 @@
 // keep it) and returns false to stop reading. A table of a million rows then
 // costs one row of memory instead of the list. The read keeps a statement of
 // the legacy database open while `each` runs; `each` may query the store
-// (counts) but must not write the table being read.
+// (counts) but must not write the table being read. It returns false when
+// the table could not be read to its end (an I/O error or a damaged page
+// partway through: the error is the legacy database's last), true when it
+// was, when `each` stopped it, and for a missing table or a null queue.
 //
 // getOneTableCountWithDbQueue: the number of rows a query yields, 0 when the
 // query fails. Item counts are asked once per day row of tables that may
@@ -57,7 +60,7 @@ class VEQOldDBManager {
 
   static std::vector<VEQDict> getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,
                                                              const std::string& tableName);
-  static void forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
+  static bool forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
                                     const std::function<bool(const VEQDict& row)>& each);
   static int64_t getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue,
                                              const std::string& tableName,

@@ -12,11 +12,19 @@ namespace {
 
 bool gStraightforward = false;
 
-void forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName,
+// False when the legacy table could not be read to its end.
+bool forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName,
                       const std::function<bool(const VEQDict& row)>& each) {
   if (!gStraightforward) return VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, each);
-  for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(oldQueue, tableName))
-    if (!each(row)) return;
+  // The whole list first, as getOneTableAllDataWithDbQueue reads it.
+  std::vector<VEQDict> rows;
+  const bool whole = VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, [&rows](const VEQDict& row) {
+    rows.push_back(row);
+    return true;
+  });
+  for (const VEQDict& row : rows)
+    if (!each(row)) break;
+  return whole;
 }
 
 }  // namespace
@@ -65,12 +73,12 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   // Shared with the transaction block; the queue runs the block synchronously,
   // so capturing by reference is safe.
   bool result = true;
-  dbQueue->inTransaction([&](VEQFMDatabase* db, bool* /*rollback*/) {
+  dbQueue->inTransaction([&](VEQFMDatabase* db, bool* rollback) {
     // Settled at the first row: a table without rows never opens the database.
     bool firstRow = true;
     bool opened = false;
     const VEQDriverRoute* route = nullptr;
-    forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
+    const bool whole = forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
       if (firstRow) {
         firstRow = false;
         opened = db->open();
@@ -93,6 +101,9 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
       if (callback) callback(tableName, db, result);
       return true;
     });
+    // A legacy table that could not be read to its end is not migrated in
+    // part: what its rows wrote is rolled back with the transaction.
+    if (!whole) *rollback = true;
   });
 }
 

@@ -24,6 +24,10 @@
 //      stored order; none → stop; database does not open → onOpenFailure;
 //      no route → stop; else convert each row, keep its result in the result
 //      flag and report (name, db, flag). A NO does not stop the loop.
+//      When the legacy table cannot be read to its end (an I/O error or a
+//      damaged page partway), the transaction is rolled back: the rows
+//      already reported are not kept, and the legacy database holds the
+//      error (lastErrorMessage) for the caller to report.
 //
 // Rows are read one at a time into one reused row
 // (VEQOldDBManager::forEachRowWithDbQueue), never as a list: memory does not

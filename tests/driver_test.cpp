@@ -2,8 +2,10 @@
 // real new database in a temporary directory.
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
+#include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -183,6 +185,41 @@ TEST(VEQDriverTables, RoutesKeepTheDispatchOrder) {
                     "HEALTH_HEART_RATE HEALTH_HEART_RATE_ITEM HEALTH_SLEEP HEALTH_SLEEP_ITEM HEALTH_SPORT "
                     "HEALTH_SPORT_ITEM ADDWEIGHTDADA ACTIVITY_DATA HEALTH_BLOOD_PRESSED HEALTH_BLOOD_PRESSED_ITEM "
                     "HEALTH_GPS HEALTH_GPS_ITEM t_blood_presure t_blood_item t_and_weight_data t_active_data");
+}
+
+// A legacy table that breaks off partway (a damaged page; an I/O error
+// reads the same) is not migrated in part, on the row-at-a-time path and on
+// the straightforward one: the rows already converted are rolled back and the
+// legacy database holds the error.
+TEST_F(VEQDriverTest, ALegacyTableThatBreaksOffPartwayIsRolledBack) {
+  const std::string broken = dir_ / "broken.db";
+  {
+    auto db = VEQFMDatabaseQueue::databaseQueueWithPath(broken);
+    ASSERT_TRUE(db->database()->executeStatements(
+        "PRAGMA page_size=1024; BEGIN; CREATE TABLE t_rows (id, pad);"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000)"
+        " INSERT INTO t_rows SELECT i, zeroblob(100) FROM n; COMMIT;"));
+  }
+  // Overwrite a leaf page in the middle of the table with garbage.
+  {
+    std::fstream file(broken, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(1024 * 150);
+    const std::string garbage(1024, '\xA5');
+    file.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
+  }
+  for (const bool straightforward : {false, true}) {
+    SCOPED_TRACE(straightforward ? "straightforward" : "row at a time");
+    veqUseStraightforwardPaths(straightforward);
+    auto legacy = VEQFMDatabaseQueue::databaseQueueWithPath(broken);
+    gConverted.clear();
+    veqRunDriver({"", false, VEQOpenFailure::kReportEveryRow, kRoutes}, "t_rows", new_.get(), legacy.get(),
+                 recorder());
+    veqUseStraightforwardPaths(false);
+    EXPECT_GT(gConverted.size(), 10u);  // rows before the damage were converted and reported
+    EXPECT_LT(gConverted.size(), 2000u);
+    EXPECT_EQ(legacy->database()->lastErrorCode() & 0xff, SQLITE_CORRUPT);
+    EXPECT_EQ(queryInt(new_->database().get(), "SELECT COUNT(*) FROM copied"), 0);
+  }
 }
 
 }  // namespace
