@@ -76,6 +76,7 @@ void printInspection(const Json& stores, const Json& health, const MigrationRepo
     }
     out << "\n";
   }
+  out << fmt::format("time zone: {} ({})\n\n", report.timeZone.name, report.timeZone.source);
   out << "health history a migration gives (per new table and device)\n";
   for (const Json& h : health) {
     const std::string device = h["device"].get<std::string>();
@@ -111,7 +112,7 @@ int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream
   ScratchMigration scratch(options.stores, options.existingOut, err);
   if (scratch.status() == 2) return 2;
 
-  VEQSDKUtility::setTimeZone(options.stores.timeZone.value_or(""));  // days in the stores' zone
+  VEQSDKUtility::setTimeZone(runTimeZone(options.stores));  // days in the stores' zone (resolved by the scratch run)
   VEQFMDatabase converted(scratch.databasePath());
   converted.openWithFlags(SQLITE_OPEN_READONLY);
   const HealthCoverage coverage = healthCoverage(converted);

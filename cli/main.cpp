@@ -59,7 +59,7 @@ void addStoreOptions(CLI::App* command, veq::RunOptions* stores, std::string* ti
   command->add_option("--android", stores->androidPath, "Legacy Android store (SQLite)");
   command->add_option("--android-cloud", stores->androidCloudPath, "Legacy Android cloud store (SQLite)");
   command->add_option("--defaults", stores->defaultsPath, "User defaults (JSON object)");
-  command->add_option("--time-zone", *timeZone, "IANA time zone of the legacy dates (default: the system's)");
+  command->add_option("--time-zone", *timeZone, "IANA time zone of the legacy dates (default: the platform's local time)");
 }
 
 // `inspect` and `verify` read the stores and one output and write only the

@@ -69,7 +69,8 @@ void printReport(const MigrationReport& report, std::ostream& out) {
   printTableOutcomes(report, out);
   out << fmt::format("\n{:<{}} {:>9}\n", "new table", width, "records");
   for (const auto& [table, count] : report.newRecords) out << fmt::format("{:<{}} {:>9}\n", table, width, count);
-  out << fmt::format("\nfailed statements: {}\n", report.failedStatements);
+  out << fmt::format("\ntime zone: {} ({})\n", report.timeZone.name, report.timeZone.source);
+  out << fmt::format("failed statements: {}\n", report.failedStatements);
   if (report.refusedLookups > 0) {
     out << fmt::format("refused look-ups: {} (legacy keys that would have changed the query; inserted as new)\n",
                        report.refusedLookups);
@@ -113,6 +114,7 @@ std::string reportJson(const MigrationReport& report) {
                      {"refused_lookups", report.refusedLookups},
                      {"not_converted", notConverted},
                      {"problems", report.problems},
+                     {"time_zone", {{"name", report.timeZone.name}, {"source", report.timeZone.source}}},
                      {"seconds", report.seconds},
                      {"ok", report.succeeded()}};
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

@@ -22,7 +22,11 @@
 //                "skip_reasons": {reason: n, ...},
 //                "failed_statements": n, "first_error": text}, ...],
 //    "new_records": {table: count, ...}, "failed_statements": n,
-//    "not_converted": [{"store","table"}, ...], "seconds": s, "ok": bool}
+//    "not_converted": [{"store","table"}, ...],
+//    "time_zone": {"name", "source"}, "seconds": s, "ok": bool}
+// The text form names the zone as "time zone: <name> (<source>)", for
+// instance "Asia/Tokyo (tz database /usr/share/zoneinfo)" or
+// "local time (platform C library)".
 #pragma once
 
 #include <array>
@@ -62,6 +66,10 @@ struct MigrationReport {
   std::vector<std::pair<std::string, std::string>> notConverted;  // store, table
   int64_t refusedLookups = 0;         // look-ups a legacy key turned into another query
   std::vector<std::string> problems;  // what else went wrong (each fails the run)
+  struct Zone {
+    std::string name;
+    std::string source;  // where its rules came from
+  } timeZone;              // the zone the run worked in
   double seconds = 0;
 
   bool succeeded() const;

@@ -137,8 +137,15 @@ bool MigrationRun::refuse(const std::string& subject, const std::string& problem
 }
 
 bool MigrationRun::checkTimeZone() {
-  if (VEQSDKUtility::setTimeZone(options_.timeZone.value_or(""))) return true;
-  return refuse(*options_.timeZone, "unknown time zone");
+  try {
+    VEQSDKUtility::setTimeZone(runTimeZone(options_));
+  } catch (const VEQTimeZoneError& e) {
+    err_ << fmt::format("veq-migrate: {}\n", e.what());
+    return false;
+  }
+  const std::shared_ptr<const VEQTimeZone> zone = VEQSDKUtility::timeZone();
+  report_.timeZone = {zone->name(), zone->source()};
+  return true;
 }
 
 bool MigrationRun::openStores() {
@@ -345,7 +352,7 @@ bool writeRunHtml(const RunOptions& options, const MigrationReport& report, std:
   stores.htmlPath.clear();
   ScratchMigration scratch(stores, "", err);
   if (scratch.status() == 2) return false;
-  VEQSDKUtility::setTimeZone(options.timeZone.value_or(""));  // days in the run's zone
+  VEQSDKUtility::setTimeZone(runTimeZone(options));  // days in the run's zone
   VEQFMDatabase converted(scratch.databasePath()), output(options.outPath);
   converted.openWithFlags(SQLITE_OPEN_READONLY);
   output.openWithFlags(SQLITE_OPEN_READONLY);
@@ -358,6 +365,10 @@ bool writeRunHtml(const RunOptions& options, const MigrationReport& report, std:
 }
 
 }  // namespace
+
+std::shared_ptr<const VEQTimeZone> runTimeZone(const RunOptions& options) {
+  return options.timeZone ? VEQTimeZone::named(*options.timeZone) : VEQTimeZone::local();
+}
 
 int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err, MigrationReport* report) {
   try {

@@ -1,13 +1,12 @@
 // run_command.h — `veq-migrate run`: migrate legacy stores into a new database.
 //
 // runMigration works in three phases:
-//   1. Check, writing nothing: the time zone is known; every legacy store
+//   1. Check, writing nothing: the time zone resolves (runTimeZone); every legacy store
 //      given opens read-only and passes the checks of database_inspection.h;
 //      the defaults file exists and holds a JSON object; the output is not one
 //      of the inputs, its directory exists, and it is absent, empty or a sound
 //      SQLite database; the JSON report's and the rejects file's places are
-//      writable. The first
-//      problem is written to `err` as "veq-migrate: <file>: <problem>" and the
+//      writable. The first problem is written to `err` as "veq-migrate: <file>: <problem>" and the
 //      result is 2.
 //   2. Set up: open or create the output (rollback journal, synchronous
 //      NORMAL, a 32 MiB page cache), install the schema, fill the device
@@ -34,11 +33,13 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
 
 #include "cli/report.h"
+#include "collaborators/time_zone.h"
 
 namespace veq {
 
@@ -48,7 +49,7 @@ struct RunOptions {
   std::string androidCloudPath;
   std::string defaultsPath;      // "": no user defaults (empty store)
   std::string outPath;
-  std::optional<std::string> timeZone;  // IANA name; none: the system zone
+  std::optional<std::string> timeZone;  // IANA name; none: the platform's local time
   std::string jsonPath;          // "": no JSON report
   std::string rejectsPath;       // "": no rejects file (rejects.h)
   std::string htmlPath;          // "": no HTML report (html_report.h)
@@ -62,6 +63,12 @@ struct RunOptions {
 // When `report` is given it receives the run's report (also with quiet).
 int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err,
                  MigrationReport* report = nullptr);
+
+// The zone a run works in: the one --time-zone names (tz database), else the
+// platform's local time (the C library). Throws VEQTimeZoneError, whose text
+// names the zone, when it cannot be resolved; a run then refuses (result 2)
+// with that text.
+std::shared_ptr<const VEQTimeZone> runTimeZone(const RunOptions& options);
 
 // Connection settings of the output database, for bulk loading: one
 // transaction per legacy table, so a rollback journal (which copies only

@@ -156,7 +156,7 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
   ScratchMigration scratch(options.stores, "", err);
   if (scratch.status() == 2) return 2;
 
-  VEQSDKUtility::setTimeZone(options.stores.timeZone.value_or(""));  // days in the stores' zone
+  VEQSDKUtility::setTimeZone(runTimeZone(options.stores));  // days in the stores' zone (resolved by the scratch run)
   VEQFMDatabase db(scratch.databasePath());
   if (!db.openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI) ||
       !db.executeUpdate("ATTACH DATABASE ? AS o", {output->databasePath()})) {
@@ -187,12 +187,14 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
     json.push_back({{"table", c.table}, {"expected", c.expected}, {"output", c.output}, {"missing", c.missing},
                     {"differing", c.differing}, {"extra", c.extra}, {"examples", c.examples}});
   }
+  const MigrationReport::Zone& zone = scratch.report().timeZone;
+  out << fmt::format("time zone: {} ({})\n", zone.name, zone.source);
   out << (ok ? "the output holds everything the stores imply\n"
              : "the output does NOT hold everything the stores imply\n");
 
   if (!options.jsonPath.empty()) {
     std::ofstream file(options.jsonPath, std::ios::trunc);
-    file << Json{{"tables", json}, {"ok", ok}}.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    file << Json{{"tables", json}, {"time_zone", {{"name", zone.name}, {"source", zone.source}}}, {"ok", ok}}.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
     if (!file) {
       err << fmt::format("veq-migrate: {}: cannot write the report\n", options.jsonPath);
       return 2;

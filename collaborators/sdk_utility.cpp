@@ -1,7 +1,5 @@
 #include "collaborators/sdk_utility.h"
 
-#include <date/tz.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -9,16 +7,13 @@
 #include <chrono>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 
 namespace veq {
 
 namespace {
 
 constexpr int64_t kSecondsPerDay = 86400;
-// Zone look-ups are clamped to about ±28,500 years around 1970, inside the
-// range the tz library's year type can represent; the zone's offset is
-// constant that far out anyway.
-constexpr int64_t kLookupLimit = 900'000'000'000;
 // Civil fields handed to get1970timeTempWithYear are clamped to this range so
 // that the arithmetic below cannot overflow.
 constexpr int64_t kFieldLimit = 1'000'000'000;
@@ -66,32 +61,40 @@ int64_t localSeconds(int64_t y, int64_t m, int64_t d, int64_t hh = 0, int64_t mi
 
 // ---- The configured zone ----
 
-const date::time_zone* locateOrNull(std::string_view name) {
+// Bumped by every change of zone: a remembered result or span belongs to the
+// zone generation it was computed in and is never used in another.
+std::atomic<uint64_t> gZoneEpoch{1};
+
+// Stands for the platform's zone when it cannot be resolved: every
+// conversion fails with the reason instead of working in UTC.
+class UnresolvedZone final : public VEQTimeZone {
+ public:
+  explicit UnresolvedZone(std::string problem) : problem_(std::move(problem)) {}
+  int64_t offsetAt(int64_t) const override { throw VEQTimeZoneError(problem_); }
+  std::string name() const override { return "unresolved"; }
+  std::string source() const override { return problem_; }
+
+ private:
+  std::string problem_;
+};
+
+// The platform's zone, or the unresolved stand-in with its reason.
+std::shared_ptr<const VEQTimeZone> platformZone(bool* resolved) {
   try {
-    return date::locate_zone(name);
-  } catch (const std::exception&) {
-    return nullptr;
+    *resolved = true;
+    return VEQTimeZone::local();
+  } catch (const VEQTimeZoneError& e) {
+    *resolved = false;
+    return std::make_shared<UnresolvedZone>(e.what());
   }
 }
 
-// The system's zone: $TZ when it names a known zone, else the zone that
-// /etc/localtime points at, else UTC.
-const date::time_zone* systemZone() {
-  if (const char* tz = std::getenv("TZ"); tz && *tz) {
-    std::string_view name(tz);
-    if (name.front() == ':') name.remove_prefix(1);
-    if (const date::time_zone* z = locateOrNull(name)) return z;
-  }
-  try {
-    return date::current_zone();
-  } catch (const std::exception&) {
-    return locateOrNull("Etc/UTC");
-  }
-}
-
-// The configured zone; nullptr when no tz database is installed (plain UTC).
-const date::time_zone*& currentZone() {
-  static const date::time_zone* zone = systemZone();
+// The configured zone; never null.
+std::shared_ptr<const VEQTimeZone>& currentZone() {
+  static std::shared_ptr<const VEQTimeZone> zone = [] {
+    bool resolved = false;
+    return platformZone(&resolved);
+  }();
   return zone;
 }
 
@@ -100,60 +103,44 @@ std::optional<int64_t>& fixedNow() {
   return value;
 }
 
-// The offset span met last; rows of one table fall mostly in one span, so
-// this spares the zone's binary search and its abbreviation copy.
+// The span of constant offset met last. Rows of one table fall mostly in one
+// span, so this spares the zone's look-up; spans met one after another with
+// the same offset join, so a zone that knows only its offsets (the C
+// library's) soon has long spans too.
 struct OffsetSpan {
-  const date::time_zone* zone = nullptr;
+  uint64_t epoch = 0;  // 0: empty
   int64_t begin = 0;
   int64_t end = 0;
   int64_t offset = 0;
 };
 thread_local OffsetSpan tSpan;
 
-void remember(const date::time_zone* zone, const date::sys_info& info) {
-  tSpan.zone = zone;
-  tSpan.begin = info.begin.time_since_epoch().count();
-  tSpan.end = info.end.time_since_epoch().count();
-  tSpan.offset = info.offset.count();
-}
-
 // UTC offset in effect at the instant `t`.
 int64_t offsetAt(int64_t t) {
-  const date::time_zone* zone = currentZone();
-  if (!zone) return 0;
-  if (tSpan.zone == zone && t >= tSpan.begin && t < tSpan.end) return tSpan.offset;
-  try {
-    const int64_t q = std::clamp(t, -kLookupLimit, kLookupLimit);
-    const date::sys_info info = zone->get_info(date::sys_seconds{std::chrono::seconds{q}});
-    remember(zone, info);
-    return info.offset.count();
-  } catch (const std::exception&) {
-    return 0;
+  const uint64_t epoch = gZoneEpoch.load(std::memory_order_relaxed);
+  if (tSpan.epoch == epoch && t >= tSpan.begin && t < tSpan.end) return tSpan.offset;
+  VEQTimeZone::Span span = currentZone()->spanAt(t);
+  if (tSpan.epoch == epoch && span.offset == tSpan.offset) {
+    if (span.begin == tSpan.end) span.begin = tSpan.begin;
+    if (span.end == tSpan.begin) span.end = tSpan.end;
   }
+  tSpan = {epoch, span.begin, span.end, span.offset};
+  return span.offset;
 }
 
-// The instant at which the zone's wall clock shows `local`. A wall time
-// skipped by a forward change is read with the offset before the change, so
-// it lands as far past the change as it was past the gap's start; a wall time
-// that occurs twice takes the earlier instant.
-int64_t instantFromLocal(int64_t local) {
-  const date::time_zone* zone = currentZone();
-  if (!zone) return local;
-  if (tSpan.zone == zone) {
+// The instant at which the zone's wall clock shows `local`, by the zone's
+// rules for skipped and repeated local times (time_zone.h).
+int64_t instantFromLocal(int64_t local, std::optional<int64_t> preferredOffset = std::nullopt) {
+  if (tSpan.epoch == gZoneEpoch.load(std::memory_order_relaxed)) {
     // Well inside a span (two days away from its ends, more than any offset
     // change) the wall time is unique.
     const int64_t candidate = local - tSpan.offset;
     if (candidate >= tSpan.begin + 2 * kSecondsPerDay && candidate < tSpan.end - 2 * kSecondsPerDay)
       return candidate;
   }
-  try {
-    const int64_t q = std::clamp(local, -kLookupLimit, kLookupLimit);
-    const date::local_info info = zone->get_info(date::local_seconds{std::chrono::seconds{q}});
-    remember(zone, info.first);
-    return local - info.first.offset.count();
-  } catch (const std::exception&) {
-    return local;
-  }
+  const int64_t instant = currentZone()->instantOf(local, preferredOffset);
+  offsetAt(instant);  // remembers the span the result lies in
+  return instant;
 }
 
 VEQDateComponents componentsAt(int64_t t) {
@@ -231,10 +218,6 @@ int64_t legacyInstant(std::string_view s, size_t millisFromDigits) {
 
 // ---- Remembered conversions ----
 
-// Bumped by every setTimeZone: a remembered result belongs to the zone epoch
-// it was computed in and is never returned in another.
-std::atomic<uint64_t> gZoneEpoch{1};
-
 // The last few results of one conversion on this thread. Legacy tables hold
 // their rows day by day and track by track, so consecutive rows convert the
 // same texts over and over; a hit costs a comparison instead of a parse and
@@ -273,22 +256,26 @@ class Recent {
 // ---- Zone and clock ----
 
 bool VEQSDKUtility::setTimeZone(const std::string& name) {
-  if (name.empty()) {
-    currentZone() = systemZone();
-    gZoneEpoch.fetch_add(1, std::memory_order_relaxed);
-    return true;
+  if (name.empty()) return setTimeZone(std::shared_ptr<const VEQTimeZone>());
+  try {
+    return setTimeZone(VEQTimeZone::named(name));
+  } catch (const VEQTimeZoneError&) {
+    return false;
   }
-  const date::time_zone* zone = locateOrNull(name);
-  if (!zone) return false;
-  currentZone() = zone;
-  gZoneEpoch.fetch_add(1, std::memory_order_relaxed);
-  return true;
 }
 
-std::string VEQSDKUtility::timeZoneName() {
-  const date::time_zone* zone = currentZone();
-  return zone ? std::string(zone->name()) : std::string("UTC");
+bool VEQSDKUtility::setTimeZone(std::shared_ptr<const VEQTimeZone> zone) {
+  bool resolved = true;
+  currentZone() = zone ? std::move(zone) : platformZone(&resolved);
+  gZoneEpoch.fetch_add(1, std::memory_order_relaxed);
+  return resolved;
 }
+
+std::shared_ptr<const VEQTimeZone> VEQSDKUtility::timeZone() { return currentZone(); }
+
+std::string VEQSDKUtility::timeZoneName() { return currentZone()->name(); }
+
+uint64_t VEQSDKUtility::timeZoneGeneration() { return gZoneEpoch.load(std::memory_order_relaxed); }
 
 void VEQSDKUtility::setFixedNow(std::optional<int64_t> epochSeconds) { fixedNow() = epochSeconds; }
 
@@ -348,6 +335,14 @@ std::string VEQSDKUtility::get1970timeTempWithYear(int64_t year, int64_t andMont
 std::string VEQSDKUtility::get1970timeTempWithDateStr(std::string_view dateStr) {
   thread_local Recent<std::string, std::string> recent;
   return recent.get(dateStr, [&] { return std::to_string(legacyInstant(dateStr, 13)); });
+}
+
+std::string VEQSDKUtility::timeStampWithYear(std::string_view timeStamp, int64_t year) {
+  const int64_t t = VEQValue(timeStamp).integerValue();
+  const VEQDateComponents c = componentsAt(t);
+  const int64_t local =
+      localSeconds(std::clamp(year, -kFieldLimit, kFieldLimit), c.month, c.day, c.hour, c.minute, c.second);
+  return std::to_string(instantFromLocal(local, offsetAt(t)));
 }
 
 VEQArray VEQSDKUtility::getBinaryByDecimal(int64_t decimal) {

@@ -9,8 +9,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include <fmt/compile.h>
-
 #include "collaborators/db_manager.h"
 #include "collaborators/key_marks.h"
 #include "collaborators/sdk_utility.h"
@@ -68,7 +66,7 @@ std::string normalisedTimeStamp(const std::string& oldTimeStr, int64_t currentYe
 // the result depends only on the text, the time zone and the current year.
 struct LastNormalisation {
   std::string oldTimeStr;
-  std::string timeZone;
+  uint64_t zoneGeneration = 0;
   int64_t currentYear = 0;
   std::string result;
   VEQDateComponents components;
@@ -83,8 +81,9 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
                                                         VEQDateComponents* dateComponents) {
   LastNormalisation& last = tLastNormalisation;
   const int64_t currentYear = VEQSDKUtility::currentYear();
-  std::string timeZone = VEQSDKUtility::timeZoneName();
-  if (last.valid && last.oldTimeStr == oldTimeStr && last.currentYear == currentYear && last.timeZone == timeZone) {
+  const uint64_t zoneGeneration = VEQSDKUtility::timeZoneGeneration();
+  if (last.valid && last.oldTimeStr == oldTimeStr && last.currentYear == currentYear &&
+      last.zoneGeneration == zoneGeneration) {
     if (dateComponents != nullptr) *dateComponents = last.components;
     return last.result;
   }
@@ -92,7 +91,7 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
   last.result = normalisedTimeStamp(oldTimeStr, currentYear);
   last.components = VEQSDKUtility::dateComponentsWithDateStr(last.result);
   last.oldTimeStr = oldTimeStr;
-  last.timeZone = std::move(timeZone);
+  last.zoneGeneration = zoneGeneration;
   last.currentYear = currentYear;
   last.valid = true;
   if (dateComponents != nullptr) *dateComponents = last.components;
@@ -101,22 +100,23 @@ std::string VEQProDBManager::newTimeStampWithOldTimeStr(const std::string& oldTi
 
 namespace {
 
+// A stamp whose year needs no correction comes back as its integer seconds,
+// whatever the zone and the hour (also in the hour repeated when the clocks
+// go back, which rebuilding it from its wall-clock fields would lose). A
+// corrected one keeps its wall-clock fields in the corrected year and, where
+// that local time occurs twice, the offset the original instant had.
 std::string normalisedTimeStamp(const std::string& oldTimeStr, int64_t currentYear) {
   // Thirteen or more characters hold milliseconds.
-  const std::string seconds =
-      oldTimeStr.size() >= 13 ? std::to_string(VEQValue(oldTimeStr).integerValue() / 1000) : oldTimeStr;
+  const std::string seconds = std::to_string(oldTimeStr.size() >= 13 ? VEQValue(oldTimeStr).integerValue() / 1000
+                                                                     : VEQValue(oldTimeStr).integerValue());
 
   const VEQDateComponents c = VEQSDKUtility::dateComponentsWithDateStr(seconds);
   int64_t year = c.year;
   if (year >= 3001) year -= 1900;
   // A year far ahead of ours is counted in the Buddhist era.
   year = veqBuddhistEraCorrected(year, currentYear);
-
-  // "%04ld%02ld%02ld%02ld%02ld%02ld": negative fields keep their sign inside
-  // the width, as printf does.
-  const std::string text =
-      fmt::format(FMT_COMPILE("{:04}{:02}{:02}{:02}{:02}{:02}"), year, c.month, c.day, c.hour, c.minute, c.second);
-  return VEQSDKUtility::timeStampFromtimeStr(text);
+  if (year == c.year) return seconds;
+  return VEQSDKUtility::timeStampWithYear(seconds, year);
 }
 
 }  // namespace

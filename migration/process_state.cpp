@@ -24,7 +24,7 @@ void veqResetProcessState() {
   VEQOldDBManager::clearCountCache();
 
   VEQSDKUtility::setFixedNow(std::nullopt);
-  VEQSDKUtility::setTimeZone("");  // the system's zone; forgets remembered conversions
+  VEQSDKUtility::setTimeZone("");  // the platform's local time; forgets remembered conversions
   VEQUserDefaults::standardUserDefaults().clear();
 }
 

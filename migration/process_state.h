@@ -6,7 +6,7 @@
 // zone and a fixed "now" (with the date conversions remembered for them),
 // and the user defaults. veqResetProcessState puts all of it back as a new
 // process has it: empty registries, no Android handles, no cached counts, the
-// system's time zone, the real clock, an empty defaults store, run state ""
+// platform's local time zone, the real clock, an empty defaults store, run state ""
 // and 0, an unstated row report. What never changes (the SQL catalogue's
 // statements, model schemas) and running counts read as differences (refused
 // look-ups) are left alone.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
 
 #include "collaborators/sdk_utility.h"
 #include "migration/health_record.h"
@@ -18,7 +19,7 @@ namespace {
 using M = VEQProDBManager;
 
 TEST(VEQHealthRecord, TimeStampsAreSecondsWithCorrectedYears) {
-  const std::string zone = VEQSDKUtility::timeZoneName();
+  const auto zone = VEQSDKUtility::timeZone();
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
   VEQSDKUtility::setFixedNow(1717243200);  // 2024-06-01T12:00:00Z
 
@@ -34,6 +35,59 @@ TEST(VEQHealthRecord, TimeStampsAreSecondsWithCorrectedYears) {
                           {"4467", "2024"}}) {
     EXPECT_EQ(M::newTimeStampWithOldTimeStr(stamp(from), &c), stamp(to));
     EXPECT_EQ(c, (VEQDateComponents{std::stoll(to), 5, 6, 7, 8, 9})) << from;
+  }
+  VEQSDKUtility::setFixedNow(std::nullopt);
+  VEQSDKUtility::setTimeZone(zone);
+}
+
+// Instants worked out by hand from the zones' rules: New York went back from
+// EDT to EST at 2024-11-03 06:00 UTC (01:30 is 1730611800 EDT, 1730615400
+// EST) and on 2025-11-02 (01:30 EDT is 1762061400); Berlin skipped
+// 2024-03-31 02:00-03:00 (03:30 is 1711848600); Kathmandu is +05:45 (2024-06-01
+// 10:15 is 1717216200); Lord Howe went back half an hour at 2024-04-07 02:00
+// (01:45 is 1712414700 at +11, 1712416500 at +10:30). The legacy stamps of
+// the same wall-clock times 543 years later (Buddhist era), with each zone's
+// present rule continued: 2567-11-03 01:30 New York (EST that year)
+// 18865981800, 2568-11-02 01:30 (EDT) 18897514200, 2567-03-31 02:30 Berlin
+// (summer time) 18847211400, 2567-06-01 10:15 Kathmandu 18852582600. The
+// zones are the platform's local time ($TZ), whose C library continues the
+// rules past 2037.
+TEST(VEQHealthRecord, StampsKeepTheirInstantAndCorrectedOnesTheirWallClockInEveryZone) {
+  const auto zone = VEQSDKUtility::timeZone();
+  const ScopedTz savedTz;
+  const auto setZone = [](const char* name) {
+    ScopedTz::set(name);
+    return VEQSDKUtility::setTimeZone("");
+  };
+  VEQSDKUtility::setFixedNow(1717243200);  // 2024
+  VEQDateComponents c;
+  struct Case {
+    const char* zone;
+    const char* legacy;
+    const char* migrated;
+    VEQDateComponents wallClock;
+  };
+  for (const Case& k : {Case{"America/New_York", "1730611800", "1730611800", {2024, 11, 3, 1, 30, 0}},
+                        Case{"America/New_York", "1730615400000", "1730615400", {2024, 11, 3, 1, 30, 0}},
+                        Case{"Australia/Lord_Howe", "1712414700", "1712414700", {2024, 4, 7, 1, 45, 0}},
+                        Case{"Australia/Lord_Howe", "1712416500", "1712416500", {2024, 4, 7, 1, 45, 0}},
+                        Case{"America/New_York", "18865981800", "1730615400", {2024, 11, 3, 1, 30, 0}},
+                        Case{"America/New_York", "18897514200", "1762061400", {2025, 11, 2, 1, 30, 0}},
+                        Case{"Europe/Berlin", "18847211400", "1711848600", {2024, 3, 31, 3, 30, 0}},
+                        Case{"Asia/Kathmandu", "18852582600", "1717216200", {2024, 6, 1, 10, 15, 0}}}) {
+    ASSERT_TRUE(setZone(k.zone));
+    EXPECT_EQ(M::newTimeStampWithOldTimeStr(k.legacy, &c), k.migrated) << k.zone << " " << k.legacy;
+    EXPECT_EQ(c, k.wallClock) << k.zone << " " << k.legacy;
+  }
+
+  // Every quarter hour of the days around the changes comes back unchanged.
+  for (const char* name : {"America/New_York", "Europe/Berlin", "Asia/Kathmandu", "Australia/Lord_Howe"}) {
+    ASSERT_TRUE(VEQSDKUtility::setTimeZone(name));  // and once with the tz database
+    for (int64_t day : {1711843200, 1712448000, 1729987200, 1730592000}) {
+      for (int64_t t = day - 86400; t < day + 86400; t += 900) {
+        ASSERT_EQ(M::newTimeStampWithOldTimeStr(std::to_string(t), nullptr), std::to_string(t)) << name;
+      }
+    }
   }
   VEQSDKUtility::setFixedNow(std::nullopt);
   VEQSDKUtility::setTimeZone(zone);

@@ -92,6 +92,20 @@ TEST_F(VEQIosHealthRecordsTest, WorkoutInBindingOrderThroughEitherDriver) {
   EXPECT_EQ(outcomes(), "inserted updated ");
 }
 
+TEST_F(VEQIosHealthRecordsTest, WorkoutsInTheRepeatedHourStayTwoRecords) {
+  // 2024-11-03 01:30 happened twice in New York: 1730611800 (EDT) and an hour
+  // later 1730615400 (EST). Each workout keeps its own start.
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("America/New_York"));
+  for (const char* start : {"1730611800", "1730615400"}) {
+    legacy(std::string("INSERT INTO t_active_data VALUES ('AA:01', '") + start +
+           "', 101, 2, 3, 4, 5, 6006, 1800, 207, 4008, 120, 170, 21, 22, 23, 1, 0, 1, '');");
+  }
+  migrate("t_active_data", 2);
+  EXPECT_EQ(outcomes(), "inserted inserted ");
+  EXPECT_EQ(column("health_activity", 20), (Values{"1730611800", "1730615400"}));
+  EXPECT_EQ(column("health_activity", 24), (Values{"1", "1"}));  // both at 01:30 on the wall clock
+}
+
 TEST_F(VEQIosHealthRecordsTest, WorkoutSamplesOfAnyOtherShapeBecomeAnEmptyList) {
   // One day of duration is migrated, a second more is not; a start in
   // milliseconds is read as seconds.

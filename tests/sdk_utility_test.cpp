@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <climits>
+#include <memory>
 
 #include "collaborators/sdk_utility.h"
 
@@ -14,7 +15,7 @@ using U = VEQSDKUtility;
 class SDKUtility : public ::testing::Test {
  protected:
   void SetUp() override {
-    savedZone_ = U::timeZoneName();
+    savedZone_ = U::timeZone();
     ASSERT_TRUE(U::setTimeZone("UTC"));
   }
   void TearDown() override {
@@ -24,7 +25,7 @@ class SDKUtility : public ::testing::Test {
   static VEQDateComponents at(const std::string& stamp) { return U::dateComponentsWithDateStr(stamp); }
 
  private:
-  std::string savedZone_;
+  std::shared_ptr<const VEQTimeZone> savedZone_;
 };
 
 TEST_F(SDKUtility, LegacyFormsInUtc) {

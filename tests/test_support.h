@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +15,29 @@
 #include "migration/pro_db_manager.h"
 
 namespace veq {
+
+// Changes $TZ while it lives (set(...)) and then puts it back, for the C
+// library too.
+class ScopedTz {
+ public:
+  ScopedTz() {
+    if (const char* tz = std::getenv("TZ")) saved_ = tz;
+  }
+  ~ScopedTz() {
+    if (saved_) {
+      setenv("TZ", saved_->c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+  }
+  ScopedTz(const ScopedTz&) = delete;
+  ScopedTz& operator=(const ScopedTz&) = delete;
+  static void set(const char* tz) { setenv("TZ", tz, 1); }
+
+ private:
+  std::optional<std::string> saved_;
+};
 
 // A fresh directory for the running test, removed when it ends.
 struct ScratchDir {

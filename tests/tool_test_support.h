@@ -94,15 +94,16 @@ class ToolTest : public ::testing::Test {
     ASSERT_EQ(tool("fixtures --out " + path(sub).string() + " " + extra).status, 0);
   }
 
-  // The options naming every store and the defaults of a fixture directory.
-  std::string stores(const std::string& sub) const {
+  // The options naming every store and the defaults of a fixture directory,
+  // and the zone (none: the platform's local time).
+  std::string stores(const std::string& sub, const std::string& zone = "UTC") const {
     const std::filesystem::path d = path(sub);
     return " --ios " + (d / "ios.sqlite").string() + " --android " + (d / "android.sqlite").string() +
            " --android-cloud " + (d / "android_cloud.sqlite").string() + " --defaults " +
-           (d / "defaults.json").string() + " --time-zone UTC";
+           (d / "defaults.json").string() + (zone.empty() ? "" : " --time-zone " + zone);
   }
-  std::string runArgs(const std::string& sub, const std::string& out) const {
-    return "run" + stores(sub) + " --out " + path(out).string();
+  std::string runArgs(const std::string& sub, const std::string& out, const std::string& zone = "UTC") const {
+    return "run" + stores(sub, zone) + " --out " + path(out).string();
   }
 
   // Each file of a directory with its bytes.
