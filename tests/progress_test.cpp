@@ -65,7 +65,7 @@ TEST_F(ProgressTool, ATerminatedRunLeavesTheLineErased) {
   const pid_t pid = spawnTool({"run", "--ios", (path("fx") / "ios.sqlite").string(), "--out",
                                path("new.sqlite").string(), "--progress"},
                               err);
-  const auto deadline = std::chrono::steady_clock::now() + 60s;
+  const auto deadline = std::chrono::steady_clock::now() + 120s;
   while (std::chrono::steady_clock::now() < deadline && slurp(err).find("t_sport_item") == std::string::npos) {
     std::this_thread::sleep_for(5ms);
   }

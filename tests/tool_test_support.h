@@ -3,7 +3,9 @@
 // ToolTest gives each test a scratch directory, runs the tool with a command
 // line (stdout and stderr captured; as an unprivileged user if asked),
 // writes fixtures and builds the usual `run` arguments for a fixture
-// directory.
+// directory. Every start of the tool goes
+// through toolCommand(), which puts the build's launcher first: a cross
+// build's tests run under an emulator and so must the tool they start.
 #pragma once
 
 #include <fcntl.h>
@@ -20,6 +22,7 @@
 #include <map>
 #include <optional>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -42,6 +45,16 @@ inline std::string slurp(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+// The words that start the tool: the emulator of a cross build (empty
+// natively), then the tool's path (the build's unless another is given).
+inline std::vector<std::string> toolCommand(const std::string& binary = VEQ_MIGRATE_BIN) {
+  std::vector<std::string> words;
+  std::istringstream launcher(VEQ_TOOL_LAUNCHER);
+  for (std::string word; launcher >> word;) words.push_back(word);
+  words.push_back(binary);
+  return words;
+}
+
 class ToolTest : public ::testing::Test {
  protected:
   std::filesystem::path path(const std::string& name) const { return dir_.path / name; }
@@ -52,8 +65,9 @@ class ToolTest : public ::testing::Test {
   // (for instance "ulimit -f 100; exec ").
   ToolResult tool(const std::string& args, const std::string& shell = "") const {
     const std::filesystem::path out = path("stdout.txt"), err = path("stderr.txt");
-    const std::string command =
-        shell + std::string(VEQ_MIGRATE_BIN) + " " + args + " >" + out.string() + " 2>" + err.string();
+    std::string command = shell;
+    for (const std::string& word : toolCommand()) command += word + " ";
+    command += args + " >" + out.string() + " 2>" + err.string();
     const int raw = std::system(command.c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
   }
@@ -74,7 +88,8 @@ class ToolTest : public ::testing::Test {
   // Starts the tool with `args` and returns its pid without waiting; its
   // stdout goes to /dev/null, its stderr to `err` (/dev/null when empty).
   static pid_t spawnTool(std::vector<std::string> args, const std::string& err = "") {
-    args.insert(args.begin(), VEQ_MIGRATE_BIN);
+    const std::vector<std::string> start = toolCommand();
+    args.insert(args.begin(), start.begin(), start.end());
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
@@ -84,7 +99,7 @@ class ToolTest : public ::testing::Test {
     posix_spawn_file_actions_addopen(&actions, 2, err.empty() ? "/dev/null" : err.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0644);
     pid_t pid = -1;
-    EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    EXPECT_EQ(posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
     posix_spawn_file_actions_destroy(&actions);
     return pid;
   }
