@@ -178,8 +178,8 @@ TEST_F(SupportCommands, AKilledRunsOutputIsJudgedRolledBackAndLeftAsItWas) {
 // access to any of them.
 TEST_F(SupportCommands, AnUnprivilegedUserInspectsAndVerifiesReadOnlyFiles) {
   const std::optional<std::string> as = unprivileged();
-  if (!as) GTEST_SKIP() << "no unprivileged user can run the tool here (root without setpriv, or the build is "
-                            "in a folder that user cannot enter)";
+  if (!as) GTEST_SKIP() << "no unprivileged user can run the tool here (root without setpriv, or the tool "
+                            "cannot start as that user)";
   fixtures("fx");
   ASSERT_EQ(tool(runArgs("fx", "fx/new.sqlite")).status, 0);
   fs::create_directory(path("reports"));

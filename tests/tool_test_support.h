@@ -66,7 +66,7 @@ class ToolTest : public ::testing::Test {
   ToolResult tool(const std::string& args, const std::string& shell = "") const {
     const std::filesystem::path out = path("stdout.txt"), err = path("stderr.txt");
     std::string command = shell;
-    for (const std::string& word : toolCommand()) command += word + " ";
+    for (const std::string& word : toolCommand(binary_)) command += word + " ";
     command += args + " >" + out.string() + " 2>" + err.string();
     const int raw = std::system(command.c_str());
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
@@ -75,14 +75,24 @@ class ToolTest : public ::testing::Test {
   // The `shell` prefix of tool() that runs it as an unprivileged user:
   // nobody (65534) through setpriv when the tests run as root, nothing when
   // they already run unprivileged; nullopt when root has no setpriv or
-  // nobody cannot start the tool (a build in a folder closed to others).
+  // nobody cannot start the tool. A build in a folder closed to others (a
+  // clone under /root) is started from a copy in the scratch directory.
   // The files such a run reads must be readable by that user.
-  std::optional<std::string> unprivileged() const {
+  std::optional<std::string> unprivileged() {
     if (::geteuid() != 0) return "";
     if (std::system("command -v setpriv >/dev/null 2>&1") != 0) return std::nullopt;
     const std::string prefix = "setpriv --reuid=65534 --regid=65534 --clear-groups ";
-    if (tool("--help", prefix).status != 0) return std::nullopt;
-    return prefix;
+    if (tool("--help", prefix).status == 0) return prefix;
+    namespace fs = std::filesystem;
+    const fs::path copy = path("bin") / fs::path(VEQ_MIGRATE_BIN).filename();
+    fs::create_directories(copy.parent_path());
+    fs::copy_file(VEQ_MIGRATE_BIN, copy, fs::copy_options::overwrite_existing);
+    for (const fs::path& p : {dir_.path, copy.parent_path(), copy})
+      fs::permissions(p, fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
+    binary_ = copy.string();
+    if (tool("--help", prefix).status == 0) return prefix;
+    binary_ = VEQ_MIGRATE_BIN;
+    return std::nullopt;
   }
 
   // Starts the tool with `args` and returns its pid without waiting; its
@@ -141,6 +151,7 @@ class ToolTest : public ::testing::Test {
   }
 
   ScratchDir dir_;
+  std::string binary_ = VEQ_MIGRATE_BIN;  // the tool tool() starts
 };
 
 }  // namespace veq
