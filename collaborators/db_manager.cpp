@@ -160,6 +160,9 @@ std::optional<VEQDBManager::HealthLookupKeys> VEQDBManager::readHealthLookup(VEQ
                                                                             std::string_view sqlStr) {
   const LookupShape& shape = shapeOf(table);
   HealthLookupKeys keys;
+  // SQLite would read the text only up to a NUL byte; such a text runs as
+  // it stands.
+  if (sqlStr.find('\0') != std::string_view::npos) return std::nullopt;
   if (!matchShape(shape, sqlStr, &keys.values)) return std::nullopt;
   keys.count = shape.pieces.size() - 1;
   return keys;

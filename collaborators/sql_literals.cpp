@@ -106,6 +106,9 @@ bool isPlainIdentifier(std::string_view word) { return !word.empty() && isIdentS
 }  // namespace
 
 std::optional<VEQLiftedQuery> veqLiftLiterals(std::string_view s) {
+  // SQLite reads a text only up to its first NUL byte; what follows one is
+  // not part of the query it runs.
+  if (s.find('\0') != std::string_view::npos) return std::nullopt;
   VEQLiftedQuery lifted;
   std::string& out = lifted.sql;
   out.reserve(s.size());
@@ -175,7 +178,7 @@ std::optional<VEQLiftedQuery> veqLiftLiterals(std::string_view s) {
       continue;
     }
     if ((c == '-' && next == '-') || (c == '/' && next == '*')) return std::nullopt;
-    if (c == '?' || c == ':' || c == '@' || c == '$' || c == ';') return std::nullopt;
+    if (c == '?' || c == ':' || c == '@' || c == '$' || c == '#' || c == ';') return std::nullopt;
     if (isOperatorChar(c)) {
       size_t j = i;
       while (j < s.size() && isOperatorChar(s[j])) ++j;

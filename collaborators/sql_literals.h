@@ -18,8 +18,9 @@
 // behaves exactly as SQLite makes of it (a key with a lone quote in it still
 // breaks the query): texts that do not begin with SELECT, unterminated
 // quotes, quoted identifiers holding quotes, comments, ';', parameters
-// already present, prefixed literals such as X'00', numbers glued to letters,
-// integers beyond 64 bits.
+// already present (?, :name, @name, $name, #name), prefixed literals such as
+// X'00', numbers glued to letters, integers beyond 64 bits, and texts holding
+// a NUL byte (SQLite reads a text only up to it).
 //
 // veqEqualityFilter recognises the shape of a lifted query that selects by
 // equalities alone: "SELECT <selected> FROM <table> WHERE <c1> = ? [AND <c2>

@@ -63,8 +63,16 @@ TEST(SqlLiteralsTest, GivesUpOnTextsItDoesNotFullyUnderstand) {
       "SELECT pk FROM x WHERE data = X'00'",
       "SELECT pk FROM x WHERE pk = 12abc",
       "SELECT pk FROM x WHERE pk = 99999999999999999999",
+      "SELECT #name FROM x WHERE pk = 1",  // a parameter SQLite would leave unbound
   };
   for (const char* sql : refused) EXPECT_FALSE(veqLiftLiterals(sql)) << sql;
+  // SQLite stops at a NUL byte, so the literals after one are not the query's.
+  const std::string nulKey = std::string("k") + '\0' + "k";
+  EXPECT_FALSE(veqLiftLiterals("SELECT pk FROM x WHERE a = '" + nulKey + "' AND b = '1'"));
+  EXPECT_TRUE(VEQDBManager::readHealthLookup(VEQHealthTable::kSportItem,
+                                             VEQSyncSqlManager::querySportItemExistSqlStr("1700000000", 1, "kk")));
+  EXPECT_FALSE(VEQDBManager::readHealthLookup(VEQHealthTable::kSportItem,
+                                              VEQSyncSqlManager::querySportItemExistSqlStr("1700000000", 1, nulKey)));
 }
 
 TEST(SqlLiteralsTest, RecognisesEqualityFiltersOnOneTable) {
