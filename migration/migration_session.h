@@ -1,0 +1,80 @@
+// migration_session.h — one migration: everything it needs and changes.
+//
+// A VEQMigrationSession owns the state of one user's migration: the three
+// device registries, the Android store handles and their grouped counts,
+// the drivers' run state and row report, the time zone and the clock, the
+// user defaults, and the caches tied to its databases. Two sessions share
+// nothing mutable, so two threads, each running its own session, migrate two
+// users' stores at once.
+//
+// The kit's operations (VEQProDBManager's static drivers and conversions,
+// VEQSDKUtility's dates, VEQUserDefaults::standardUserDefaults …) keep their
+// names and work on the *current* session of the calling thread: the one a
+// Scope has made current, else the default session. A program that migrates
+// one user at a time never needs to name a session: the default one serves
+// it exactly as before.
+//
+// Rules:
+//   * A session is used by one thread at a time; a Scope makes it current on
+//     the thread that opens it and restores the previous one when it closes.
+//     Scopes nest.
+//   * A new session holds what a new process held: empty registries, no
+//     Android handles, no remembered counts, the platform's local time zone,
+//     the real clock, an empty defaults store, run state "" and 0 and an
+//     unstated row report. reset() puts a session back to that.
+//   * The session does not own the databases it is handed; they must outlive
+//     its use of them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "collaborators/time_zone.h"
+
+namespace veq {
+
+class VEQProDBManager;
+class VEQOldDBManager;
+class VEQUserDefaults;
+
+class VEQMigrationSession {
+ public:
+  VEQMigrationSession();
+  ~VEQMigrationSession();
+  VEQMigrationSession(const VEQMigrationSession&) = delete;
+  VEQMigrationSession& operator=(const VEQMigrationSession&) = delete;
+
+  // The session that serves the kit's operations outside any Scope.
+  static VEQMigrationSession& defaultSession();
+  // The session in effect on the calling thread.
+  static VEQMigrationSession& current();
+
+  // Makes `session` current on this thread while it lives.
+  class Scope {
+   public:
+    explicit Scope(VEQMigrationSession& session);
+    ~Scope();
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+   private:
+    VEQMigrationSession* previous_;
+  };
+
+  // ---- What the session owns -------------------------------------------------
+  VEQProDBManager& manager();        // device registries and run state
+  VEQOldDBManager& legacyReader();   // Android store handles and counts
+  VEQUserDefaults& userDefaults();
+
+  // The zone every date conversion of this session works in (see
+  // VEQSDKUtility::setTimeZone for the rules), and a fixed "now".
+  bool setTimeZone(std::shared_ptr<const VEQTimeZone> zone);
+  std::shared_ptr<const VEQTimeZone> timeZone() const;
+  void setFixedNow(std::optional<int64_t> epochSeconds);
+
+  // Back to what a new session holds.
+  void reset();
+};
+
+}  // namespace veq
