@@ -7,8 +7,8 @@
 
 #include "collaborators/db_manager.h"
 #include "collaborators/key_marks.h"
-#include "migration/driver.h"
 #include "migration/health_record.h"
+#include "migration/migration_session.h"
 #include "migration/row_outcome.h"
 
 namespace veq {
@@ -58,8 +58,9 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
   bool exists = false, written = false;
   VEQRecordWrite how = VEQRecordWrite::kInsert;
   VEQArray args;
+  const bool straightforward = VEQMigrationSession::current().straightforwardPaths();
   const std::optional<VEQDBManager::HealthLookupKeys> keys =
-      veqStraightforwardPaths() ? std::nullopt : VEQDBManager::readHealthLookup(table, existsSql);
+      straightforward ? std::nullopt : VEQDBManager::readHealthLookup(table, existsSql);
   if (keys && db != nullptr && write == VEQHealthWrite::kUpsert && !sql.updateByKeysSqlStr(table).empty() &&
       recordHasKeys(record, *keys)) {
     // Look-up and update in one statement; an insert when it found nothing.
@@ -90,7 +91,7 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
     how = exists ? VEQRecordWrite::kUpdate : VEQRecordWrite::kInsert;
   }
   veqRowWritten(db, exists, written);
-  if (written && !veqStraightforwardPaths()) noteKeys(db, table, how, args, keyAt, keyPositions.size());
+  if (written && !straightforward) noteKeys(db, table, how, args, keyAt, keyPositions.size());
   return written;
 }
 

@@ -5,31 +5,28 @@
 
 #include "migration/pro_db_manager.h"
 
+// The run state of the driver call in progress is the current session's
+// manager's; both drivers reset it.
+
 namespace veq {
-namespace {
 
-// Run state of the driver call in progress; both drivers reset it.
-std::string gCurrentDateStr;
-int32_t gSerialNumber = 0;
+const std::string& VEQProDBManager::currentDateStr() { return shareInstance().currentDateStr_; }
 
-}  // namespace
+void VEQProDBManager::setCurrentDateStr(std::string dayStamp) { shareInstance().currentDateStr_ = std::move(dayStamp); }
 
-const std::string& VEQProDBManager::currentDateStr() { return gCurrentDateStr; }
+int32_t VEQProDBManager::serialNumber() { return shareInstance().serialNumber_; }
 
-void VEQProDBManager::setCurrentDateStr(std::string dayStamp) { gCurrentDateStr = std::move(dayStamp); }
-
-int32_t VEQProDBManager::serialNumber() { return gSerialNumber; }
-
-void VEQProDBManager::setSerialNumber(int32_t serial) { gSerialNumber = serial; }
+void VEQProDBManager::setSerialNumber(int32_t serial) { shareInstance().serialNumber_ = serial; }
 
 int32_t VEQProDBManager::nextSerialNumberForStamp(const std::string& stamp) {
-  if (gCurrentDateStr != stamp) {
-    gCurrentDateStr = stamp;
-    gSerialNumber = 1;
+  VEQProDBManager& run = shareInstance();
+  if (run.currentDateStr_ != stamp) {
+    run.currentDateStr_ = stamp;
+    run.serialNumber_ = 1;
   } else {
-    ++gSerialNumber;
+    ++run.serialNumber_;
   }
-  return gSerialNumber;
+  return run.serialNumber_;
 }
 
 }  // namespace veq
