@@ -60,7 +60,12 @@ VEQCollaboratorState::Scope::Scope(VEQCollaboratorState& state) : previous_(tCur
 VEQCollaboratorState::Scope::~Scope() { tCurrent = previous_; }
 
 const std::shared_ptr<const VEQTimeZone>& VEQCollaboratorState::zone() {
-  if (!zone_) setZone(nullptr);
+  // The platform's zone, resolved on first use under the generation the
+  // state was made with: nothing was computed in that generation before.
+  if (!zone_) {
+    bool resolved = true;
+    zone_ = platformZone(&resolved);
+  }
   return zone_;
 }
 
