@@ -23,6 +23,7 @@
 //     collaborator state) current on the thread that opens it and restores
 //     the previous ones when it closes. Scopes nest. Nothing is locked; the
 //     per-row cost of finding the current session is one thread-local read.
+//     A session must outlive every Scope opened on it.
 //   * A new session holds what a new process held: empty registries, no
 //     Android handles, no remembered counts, the platform's local time zone,
 //     the real clock, an empty defaults store, run state "" and 0 and an
