@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <charconv>
 #include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
 
+#include "collaborators/collaborator_state.h"
 #include "collaborators/key_marks.h"
 #include "collaborators/sql_literals.h"
 #include "collaborators/sync_sql_manager.h"
@@ -53,8 +53,6 @@ bool isRecordLookup(const VEQEqualityFilter& filter) {
   std::sort(columns.begin(), columns.end());
   return columns == found->second;
 }
-
-std::atomic<int64_t> gRefusedLookups{0};
 
 // A health table's constant look-up, split at its parameters: the literal
 // that replaces parameter i sits between pieces[i] and pieces[i + 1].
@@ -136,7 +134,7 @@ std::unique_ptr<VEQFMResultSet> VEQDBManager::executeRecordLookup(VEQFMDatabase*
   const std::optional<VEQLiftedQuery> lifted = veqLiftLiterals(sqlStr);
   const std::optional<VEQEqualityFilter> filter = lifted ? veqEqualityFilter(*lifted, "pk") : std::nullopt;
   if (!filter || !isRecordLookup(*filter)) {
-    gRefusedLookups.fetch_add(1, std::memory_order_relaxed);
+    VEQCollaboratorState::current().countRefusedLookup();
     return nullptr;
   }
   return db->executeQuery(lifted->sql, lifted->args);
@@ -147,7 +145,7 @@ std::vector<std::string> VEQDBManager::recordKeyColumns(std::string_view table) 
   return found == lookupKeys().end() ? std::vector<std::string>{} : found->second;
 }
 
-int64_t VEQDBManager::refusedLookupCount() { return gRefusedLookups.load(std::memory_order_relaxed); }
+int64_t VEQDBManager::refusedLookupCount() { return VEQCollaboratorState::current().refusedLookups(); }
 
 bool VEQDBManager::querySyncExistDataWithSqlDb(VEQFMDatabase* db, const std::string& sqlStr, int64_t* existPk) {
   auto rs = executeRecordLookup(db, sqlStr);

@@ -76,7 +76,8 @@ class VEQDBManager {
   static std::optional<HealthLookupKeys> readHealthLookup(VEQHealthTable table, std::string_view sqlStr);
   static bool queryHealthRecordByKeys(VEQFMDatabase* db, VEQHealthTable table, const HealthLookupKeys& keys,
                                       int64_t* existPk);
-  // Look-ups refused since the process started.
+  // Look-ups refused in the current collaborator state (collaborator_state.h)
+  // since it was made: a running count, read as differences.
   static int64_t refusedLookupCount();
   // The key columns a record of a new table is looked up by, sorted; empty
   // for a table that is not a record table.

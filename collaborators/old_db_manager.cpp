@@ -5,12 +5,12 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
+#include "collaborators/collaborator_state.h"
 #include "collaborators/sql_identifier.h"
 #include "collaborators/sql_literals.h"
 
@@ -80,15 +80,15 @@ struct StoreCounts {
   int64_t lastCount = 0;
 };
 
-struct CountCache {
-  std::mutex mutex;
+}  // namespace
+
+struct VEQOldDBManager::CountCache {
   std::unordered_map<uint64_t, StoreCounts> stores;  // key: queue identity
 };
 
-CountCache& countCache() {
-  static CountCache cache;
-  return cache;
-}
+namespace {
+
+using CountCache = VEQOldDBManager::CountCache;
 
 std::optional<StoreStamp> currentStamp(VEQFMDatabase* db) {
   int64_t dataVersion = 0;
@@ -135,10 +135,9 @@ std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilte
 
 // The count of `args` in the groups of `filter`, remembered as the answer
 // to `sql`, the text they were lifted from.
-std::optional<int64_t> countFromGroups(VEQFMDatabaseQueue* queue, VEQFMDatabase* db, const StoreStamp& stamp,
-                                       const VEQEqualityFilter& filter, const VEQArray& args, const std::string& sql) {
-  CountCache& cache = countCache();
-  std::lock_guard<std::mutex> lock(cache.mutex);
+std::optional<int64_t> countFromGroups(CountCache& cache, VEQFMDatabaseQueue* queue, VEQFMDatabase* db,
+                                       const StoreStamp& stamp, const VEQEqualityFilter& filter, const VEQArray& args,
+                                       const std::string& sql) {
   StoreCounts& store = storeCounts(cache, queue->identity(), stamp);
   std::string filterKey = filter.table;
   for (const std::string& column : filter.columns) (filterKey += '\0') += column;
@@ -167,10 +166,10 @@ int64_t countByQuery(VEQFMDatabase* db, std::string_view sql, const VEQArray& ar
 
 }  // namespace
 
-VEQOldDBManager& VEQOldDBManager::shareInstance() {
-  static VEQOldDBManager instance;
-  return instance;
-}
+VEQOldDBManager::VEQOldDBManager() : counts_(std::make_unique<CountCache>()) {}
+VEQOldDBManager::~VEQOldDBManager() = default;
+
+VEQOldDBManager& VEQOldDBManager::shareInstance() { return VEQCollaboratorState::current().legacyReader(); }
 
 bool VEQOldDBManager::forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
                                             const std::function<bool(const VEQDict& row)>& each) {
@@ -215,9 +214,8 @@ int64_t VEQOldDBManager::getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue
   VEQFMDatabase* db = openDatabase(dbQueue);
   if (!db) return 0;
   const std::optional<StoreStamp> stamp = currentStamp(db);
+  CountCache& cache = *shareInstance().counts_;
   if (stamp) {
-    CountCache& cache = countCache();
-    std::lock_guard<std::mutex> lock(cache.mutex);
     const StoreCounts& store = storeCounts(cache, dbQueue->identity(), *stamp);
     if (!store.lastQuery.empty() && store.lastQuery == sqlStr) return store.lastCount;
   }
@@ -225,19 +223,19 @@ int64_t VEQOldDBManager::getOneTableCountWithDbQueue(VEQFMDatabaseQueue* dbQueue
   if (!lifted) return countByQuery(db, sqlStr, {});
   const std::optional<VEQEqualityFilter> filter = veqEqualityFilter(*lifted);
   if (stamp && filter) {
-    if (const std::optional<int64_t> count = countFromGroups(dbQueue, db, *stamp, *filter, lifted->args, sqlStr))
+    if (const std::optional<int64_t> count = countFromGroups(cache, dbQueue, db, *stamp, *filter, lifted->args, sqlStr))
       return *count;
   }
   return countByQuery(db, lifted->sql, lifted->args);
 }
 
-void VEQOldDBManager::clearCountCache(VEQFMDatabaseQueue* dbQueue) {
-  CountCache& cache = countCache();
-  std::lock_guard<std::mutex> lock(cache.mutex);
+void VEQOldDBManager::clearCountCache(VEQFMDatabaseQueue* dbQueue) { shareInstance().forgetCounts(dbQueue); }
+
+void VEQOldDBManager::forgetCounts(VEQFMDatabaseQueue* dbQueue) {
   if (dbQueue) {
-    cache.stores.erase(dbQueue->identity());
+    counts_->stores.erase(dbQueue->identity());
   } else {
-    cache.stores.clear();
+    counts_->stores.clear();
   }
 }
 

@@ -42,10 +42,16 @@
 // answered from the groups is remembered with its count, under the same
 // rule, so the rows of one track asking the same text cost no lifting.
 // Other query shapes are counted with "SELECT COUNT(*) FROM (<query>)".
+//
+// The Android store handles and the grouped counts belong to one migration:
+// shareInstance() is the reader of the calling thread's current
+// collaborator state (collaborator_state.h), and the static operations keep
+// their counts there. Not locked: a state is used by one thread at a time.
 #pragma once
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -66,8 +72,9 @@ class VEQOldDBManager {
                                              const std::string& tableName,
                                              const std::string& sqlStr);
   // Forgets cached counts of one store (all stores when null); call after
-  // the legacy store changed.
+  // the legacy store changed. clearCountCache works on shareInstance().
   static void clearCountCache(VEQFMDatabaseQueue* dbQueue = nullptr);
+  void forgetCounts(VEQFMDatabaseQueue* dbQueue = nullptr);
 
   VEQFMDatabaseQueue* androidQueue() const { return androidQueue_; }
   void setAndroidQueue(VEQFMDatabaseQueue* queue) { androidQueue_ = queue; }
@@ -76,11 +83,17 @@ class VEQOldDBManager {
 
   VEQOldDBManager(const VEQOldDBManager&) = delete;
   VEQOldDBManager& operator=(const VEQOldDBManager&) = delete;
+  ~VEQOldDBManager();
+
+  struct CountCache;
 
  private:
-  VEQOldDBManager() = default;
+  friend class VEQCollaboratorState;
+  VEQOldDBManager();
+
   VEQFMDatabaseQueue* androidQueue_ = nullptr;
   VEQFMDatabaseQueue* androidCloudQueue_ = nullptr;
+  std::unique_ptr<CountCache> counts_;
 };
 
 }  // namespace veq

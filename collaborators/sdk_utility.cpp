@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <bit>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <memory>
+
+#include "collaborators/collaborator_state.h"
 
 namespace veq {
 
@@ -61,47 +62,12 @@ int64_t localSeconds(int64_t y, int64_t m, int64_t d, int64_t hh = 0, int64_t mi
 
 // ---- The configured zone ----
 
-// Bumped by every change of zone: a remembered result or span belongs to the
-// zone generation it was computed in and is never used in another.
-std::atomic<uint64_t> gZoneEpoch{1};
-
-// Stands for the platform's zone when it cannot be resolved: every
-// conversion fails with the reason instead of working in UTC.
-class UnresolvedZone final : public VEQTimeZone {
- public:
-  explicit UnresolvedZone(std::string problem) : problem_(std::move(problem)) {}
-  int64_t offsetAt(int64_t) const override { throw VEQTimeZoneError(problem_); }
-  std::string name() const override { return "unresolved"; }
-  std::string source() const override { return problem_; }
-
- private:
-  std::string problem_;
-};
-
-// The platform's zone, or the unresolved stand-in with its reason.
-std::shared_ptr<const VEQTimeZone> platformZone(bool* resolved) {
-  try {
-    *resolved = true;
-    return VEQTimeZone::local();
-  } catch (const VEQTimeZoneError& e) {
-    *resolved = false;
-    return std::make_shared<UnresolvedZone>(e.what());
-  }
-}
-
-// The configured zone; never null.
-std::shared_ptr<const VEQTimeZone>& currentZone() {
-  static std::shared_ptr<const VEQTimeZone> zone = [] {
-    bool resolved = false;
-    return platformZone(&resolved);
-  }();
-  return zone;
-}
-
-std::optional<int64_t>& fixedNow() {
-  static std::optional<int64_t> value;
-  return value;
-}
+// The zone, its generation and the fixed "now" are the current collaborator
+// state's (collaborator_state.h). The results remembered below are per
+// thread and tagged with the zone generation they were computed in; a
+// generation is never handed out twice in the process, so whichever state
+// the thread works in, a remembered result is used only in the zone it was
+// computed in.
 
 // The span of constant offset met last. Rows of one table fall mostly in one
 // span, so this spares the zone's look-up; spans met one after another with
@@ -117,9 +83,10 @@ thread_local OffsetSpan tSpan;
 
 // UTC offset in effect at the instant `t`.
 int64_t offsetAt(int64_t t) {
-  const uint64_t epoch = gZoneEpoch.load(std::memory_order_relaxed);
+  VEQCollaboratorState& state = VEQCollaboratorState::current();
+  const uint64_t epoch = state.zoneGeneration();
   if (tSpan.epoch == epoch && t >= tSpan.begin && t < tSpan.end) return tSpan.offset;
-  VEQTimeZone::Span span = currentZone()->spanAt(t);
+  VEQTimeZone::Span span = state.zone()->spanAt(t);
   if (tSpan.epoch == epoch && span.offset == tSpan.offset) {
     if (span.begin == tSpan.end) span.begin = tSpan.begin;
     if (span.end == tSpan.begin) span.end = tSpan.end;
@@ -131,14 +98,15 @@ int64_t offsetAt(int64_t t) {
 // The instant at which the zone's wall clock shows `local`, by the zone's
 // rules for skipped and repeated local times (time_zone.h).
 int64_t instantFromLocal(int64_t local, std::optional<int64_t> preferredOffset = std::nullopt) {
-  if (tSpan.epoch == gZoneEpoch.load(std::memory_order_relaxed)) {
+  VEQCollaboratorState& state = VEQCollaboratorState::current();
+  if (tSpan.epoch == state.zoneGeneration()) {
     // Well inside a span (two days away from its ends, more than any offset
     // change) the wall time is unique.
     const int64_t candidate = local - tSpan.offset;
     if (candidate >= tSpan.begin + 2 * kSecondsPerDay && candidate < tSpan.end - 2 * kSecondsPerDay)
       return candidate;
   }
-  const int64_t instant = currentZone()->instantOf(local, preferredOffset);
+  const int64_t instant = state.zone()->instantOf(local, preferredOffset);
   offsetAt(instant);  // remembers the span the result lies in
   return instant;
 }
@@ -229,7 +197,7 @@ class Recent {
  public:
   template <typename Lookup, typename Compute>
   Result get(const Lookup& key, Compute compute) {
-    const uint64_t epoch = gZoneEpoch.load(std::memory_order_relaxed);
+    const uint64_t epoch = VEQCollaboratorState::current().zoneGeneration();
     for (const Entry& e : entries_) {
       if (e.epoch == epoch && e.key == key) return e.result;
     }
@@ -265,22 +233,21 @@ bool VEQSDKUtility::setTimeZone(const std::string& name) {
 }
 
 bool VEQSDKUtility::setTimeZone(std::shared_ptr<const VEQTimeZone> zone) {
-  bool resolved = true;
-  currentZone() = zone ? std::move(zone) : platformZone(&resolved);
-  gZoneEpoch.fetch_add(1, std::memory_order_relaxed);
-  return resolved;
+  return VEQCollaboratorState::current().setZone(std::move(zone));
 }
 
-std::shared_ptr<const VEQTimeZone> VEQSDKUtility::timeZone() { return currentZone(); }
+std::shared_ptr<const VEQTimeZone> VEQSDKUtility::timeZone() { return VEQCollaboratorState::current().zone(); }
 
-std::string VEQSDKUtility::timeZoneName() { return currentZone()->name(); }
+std::string VEQSDKUtility::timeZoneName() { return VEQCollaboratorState::current().zone()->name(); }
 
-uint64_t VEQSDKUtility::timeZoneGeneration() { return gZoneEpoch.load(std::memory_order_relaxed); }
+uint64_t VEQSDKUtility::timeZoneGeneration() { return VEQCollaboratorState::current().zoneGeneration(); }
 
-void VEQSDKUtility::setFixedNow(std::optional<int64_t> epochSeconds) { fixedNow() = epochSeconds; }
+void VEQSDKUtility::setFixedNow(std::optional<int64_t> epochSeconds) {
+  VEQCollaboratorState::current().setFixedNow(epochSeconds);
+}
 
 int64_t VEQSDKUtility::now() {
-  if (fixedNow()) return *fixedNow();
+  if (const std::optional<int64_t>& fixed = VEQCollaboratorState::current().fixedNow()) return *fixed;
   using namespace std::chrono;
   return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
 }
@@ -295,7 +262,7 @@ int64_t VEQSDKUtility::currentYear() {
   };
   thread_local Year last;
   const int64_t t = now();
-  const uint64_t epoch = gZoneEpoch.load(std::memory_order_relaxed);
+  const uint64_t epoch = VEQCollaboratorState::current().zoneGeneration();
   if (last.epoch != epoch || t < last.begin || t >= last.end) {
     const int64_t year = componentsAt(t).year;
     last = {epoch, 1, 0, year};  // an empty span: remembered for nothing

@@ -15,7 +15,9 @@
 // "Now" can be fixed for tests and reproducible runs (setFixedNow); the
 // current year that the migration compares legacy years with comes from it.
 //
-// The zone is process-wide and meant to be set before a run. When the
+// The zone and the fixed "now" belong to the calling thread's current
+// collaborator state (collaborator_state.h; a migration session makes its
+// own current), and are meant to be set before a run. When the
 // platform's zone cannot be resolved (setTimeZone returns false), every
 // conversion throws VEQTimeZoneError with the reason rather than work in UTC;
 // a kit checks the result before migrating. Each thread remembers the last
@@ -23,6 +25,9 @@
 // the current year with the instants it spans, so rows that repeat a date
 // (the items of one day, the points of one track) cost a comparison; a change
 // of zone forgets them all, and the year is read again once "now" leaves it.
+// They are tagged with the zone's generation, unique in the process, so a
+// thread that moves from one state to another never takes one zone's result
+// for another's.
 #pragma once
 
 #include <cstdint>

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "collaborators/collaborator_state.h"
 #include "collaborators/json.h"
 
 namespace veq {
@@ -24,10 +25,7 @@ bool blank(const std::string& s) {
 
 }  // namespace
 
-VEQUserDefaults& VEQUserDefaults::standardUserDefaults() {
-  static VEQUserDefaults defaults;
-  return defaults;
-}
+VEQUserDefaults& VEQUserDefaults::standardUserDefaults() { return VEQCollaboratorState::current().userDefaults(); }
 
 VEQValue VEQUserDefaults::objectForKey(std::string_view key) const { return values_[key]; }
 

@@ -17,6 +17,8 @@
 //     holds at least "{}" — and the store is left as it was. saveToFile writes one JSON object through
 //     a temporary file renamed into place, so a failed write keeps the old
 //     file. Both return false with a message in *error (when given) on failure.
+//   * standardUserDefaults() is the store of the calling thread's current
+//     collaborator state (collaborator_state.h): each migration has its own.
 //   * Not locked: the store is used from the migration's one thread.
 #pragma once
 

@@ -5,17 +5,16 @@
 #include <stdexcept>
 
 #include "collaborators/old_db_manager.h"
+#include "migration/migration_session.h"
 #include "migration/row_outcome.h"
 
 namespace veq {
 namespace {
 
-bool gStraightforward = false;
-
 // False when the legacy table could not be read to its end.
 bool forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName,
                       const std::function<bool(const VEQDict& row)>& each) {
-  if (!gStraightforward) return VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, each);
+  if (!veqStraightforwardPaths()) return VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, each);
   // The whole list first, as getOneTableAllDataWithDbQueue reads it.
   std::vector<VEQDict> rows;
   const bool whole = VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, [&rows](const VEQDict& row) {
@@ -29,9 +28,9 @@ bool forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName
 
 }  // namespace
 
-void veqUseStraightforwardPaths(bool on) { gStraightforward = on; }
+void veqUseStraightforwardPaths(bool on) { VEQMigrationSession::current().useStraightforwardPaths(on); }
 
-bool veqStraightforwardPaths() { return gStraightforward; }
+bool veqStraightforwardPaths() { return VEQMigrationSession::current().straightforwardPaths(); }
 
 const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view tableName) {
   for (const VEQDriverRoute& route : driver.routes) {

@@ -90,7 +90,8 @@ const VEQDriverRoute* veqFindRoute(const VEQDriverSpec& driver, std::string_view
 // The straightforward paths, for tests that compare the fast ones against
 // them: with it on, the driver reads each legacy table whole
 // (getOneTableAllDataWithDbQueue) and health look-ups run their text through
-// VEQDBManager::querySyncExistDataWithSqlDb. Off by default; process-wide.
+// VEQDBManager::querySyncExistDataWithSqlDb. Off by default; a switch of the
+// current session (VEQMigrationSession::useStraightforwardPaths).
 void veqUseStraightforwardPaths(bool on);
 bool veqStraightforwardPaths();
 

@@ -49,8 +49,10 @@
 // ignore it and report YES.
 //
 // The run state, the serial-number rule, the base values and the time-stamp
-// normalisation are members of VEQProDBManager (pro_db_manager.h) and live
-// in health_record.cpp.
+// normalisation are members of VEQProDBManager (pro_db_manager.h); they live
+// in run_state.cpp, health_record.cpp and stamp_normalisation.cpp. The
+// upsert lives in health_upsert.cpp, the year and sleep arithmetic in
+// health_arithmetic.cpp.
 #pragma once
 
 #include <cstdint>

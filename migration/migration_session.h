@@ -1,11 +1,15 @@
 // migration_session.h — one migration: everything it needs and changes.
 //
 // A VEQMigrationSession owns the state of one user's migration: the three
-// device registries, the Android store handles and their grouped counts,
-// the drivers' run state and row report, the time zone and the clock, the
-// user defaults, and the caches tied to its databases. Two sessions share
-// nothing mutable, so two threads, each running its own session, migrate two
-// users' stores at once.
+// device registries and the drivers' run state (its VEQProDBManager), the
+// row report, the switch to the straightforward reference paths, and a
+// collaborator state (collaborators/collaborator_state.h) with the Android
+// store handles and their grouped counts, the time zone and the clock, the
+// user defaults and the refused look-up count. Two sessions share nothing
+// mutable, so two threads, each running its own session, migrate two users'
+// stores at once. What stays process-wide (unique queue identities and zone
+// generations, per-thread caches keyed by those, SQLite's own switches) is
+// listed in docs/architecture.md with the reason each is safe.
 //
 // The kit's operations (VEQProDBManager's static drivers and conversions,
 // VEQSDKUtility's dates, VEQUserDefaults::standardUserDefaults …) keep their
@@ -15,13 +19,19 @@
 // it exactly as before.
 //
 // Rules:
-//   * A session is used by one thread at a time; a Scope makes it current on
-//     the thread that opens it and restores the previous one when it closes.
-//     Scopes nest.
+//   * A session is used by one thread at a time; a Scope makes it (and its
+//     collaborator state) current on the thread that opens it and restores
+//     the previous ones when it closes. Scopes nest. Nothing is locked; the
+//     per-row cost of finding the current session is one thread-local read.
+//     A session must outlive every Scope opened on it.
 //   * A new session holds what a new process held: empty registries, no
 //     Android handles, no remembered counts, the platform's local time zone,
 //     the real clock, an empty defaults store, run state "" and 0 and an
-//     unstated row report. reset() puts a session back to that.
+//     unstated row report, the fast paths. reset() puts a session back to
+//     that (the refused look-up count, a running count read as
+//     differences, stays). The default session works on the process's
+//     default collaborator state, so code below the migration layer that
+//     runs outside any Scope sees the same zone and defaults as it.
 //   * The session does not own the databases it is handed; they must outlive
 //     its use of them.
 #pragma once
@@ -30,7 +40,9 @@
 #include <memory>
 #include <optional>
 
+#include "collaborators/collaborator_state.h"
 #include "collaborators/time_zone.h"
+#include "migration/row_outcome.h"
 
 namespace veq {
 
@@ -60,12 +72,20 @@ class VEQMigrationSession {
 
    private:
     VEQMigrationSession* previous_;
+    VEQCollaboratorState::Scope collaborators_;
   };
 
   // ---- What the session owns -------------------------------------------------
   VEQProDBManager& manager();        // device registries and run state
   VEQOldDBManager& legacyReader();   // Android store handles and counts
   VEQUserDefaults& userDefaults();
+  VEQCollaboratorState& collaborators() { return *collaborators_; }
+  // The report of the row being converted (VEQProDBManager::lastRowReport).
+  VEQRowReport& rowReport() { return rowReport_; }
+  // The straightforward reference paths (driver.h), for tests that compare
+  // the fast paths against them.
+  bool straightforwardPaths() const { return straightforwardPaths_; }
+  void useStraightforwardPaths(bool on) { straightforwardPaths_ = on; }
 
   // The zone every date conversion of this session works in (see
   // VEQSDKUtility::setTimeZone for the rules), and a fixed "now".
@@ -75,6 +95,16 @@ class VEQMigrationSession {
 
   // Back to what a new session holds.
   void reset();
+
+ private:
+  struct UseProcessDefaults {};
+  explicit VEQMigrationSession(UseProcessDefaults);
+
+  std::unique_ptr<VEQCollaboratorState> ownCollaborators_;  // null for the default session
+  VEQCollaboratorState* collaborators_;
+  std::unique_ptr<VEQProDBManager> manager_;
+  VEQRowReport rowReport_;
+  bool straightforwardPaths_ = false;
 };
 
 }  // namespace veq

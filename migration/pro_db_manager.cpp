@@ -1,17 +1,13 @@
-// pro_db_manager.cpp — the shared instance and its device registries.
+// pro_db_manager.cpp — the current session's manager and its device registries.
 
 #include "migration/pro_db_manager.h"
 
 #include "collaborators/predicate.h"
+#include "migration/migration_session.h"
 
 namespace veq {
 
-VEQProDBManager& VEQProDBManager::shareInstance() {
-  // Created once, on first use, safely under concurrent first calls; never
-  // destroyed before the process ends.
-  static VEQProDBManager* const instance = new VEQProDBManager();
-  return *instance;
-}
+VEQProDBManager& VEQProDBManager::shareInstance() { return VEQMigrationSession::current().manager(); }
 
 const VEQDict* VEQProDBManager::queryIosUserDeviceInfoWithKey(const std::string& key) {
   return veqFirstWhereTextEquals(shareInstance().iosUserDevices(), "user_id", key);

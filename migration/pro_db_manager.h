@@ -19,8 +19,11 @@
 // "band_status") and the devices of the two Android stores ("D_ID",
 // "MAC_ADDRESS"). Look-ups return the first matching record, or nullptr.
 //
-// Only one driver call may run at a time: the run state (the day whose items
-// are being numbered and the last serial number) is process-wide.
+// The shared instance is the one of the calling thread's current migration
+// session (migration_session.h), and the static operations work on that
+// session: its registries, its run state (the day whose items are being
+// numbered and the last serial number) and its row report. One driver call
+// at a time per session; two sessions on two threads run side by side.
 #pragma once
 
 #include <cstdint>
@@ -43,6 +46,7 @@ class VEQProDBManager {
 
   // ---- Shared instance and device registries ------------------------------
   static VEQProDBManager& shareInstance();
+  ~VEQProDBManager() = default;
   VEQProDBManager(const VEQProDBManager&) = delete;
   VEQProDBManager& operator=(const VEQProDBManager&) = delete;
 
@@ -186,11 +190,14 @@ class VEQProDBManager {
                                                  VEQFMDatabase* database);
 
  private:
+  friend class VEQMigrationSession;
   VEQProDBManager() = default;
 
   std::vector<VEQDict> iosUserDevices_;
   std::vector<VEQDict> androidUserDevices_;
   std::vector<VEQDict> androidCloudUserDevices_;
+  std::string currentDateStr_;
+  int32_t serialNumber_ = 0;
 };
 
 }  // namespace veq

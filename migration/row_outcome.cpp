@@ -1,14 +1,15 @@
-// row_outcome.cpp — the process-wide report of the row being converted.
+// row_outcome.cpp — the current session's report of the row being converted.
 #include "migration/row_outcome.h"
 
 #include <array>
 
 #include "collaborators/fmdb.h"
+#include "migration/migration_session.h"
 
 namespace veq {
 namespace {
 
-VEQRowReport gReport;
+VEQRowReport& report() { return VEQMigrationSession::current().rowReport(); }
 
 struct ReasonTexts {
   std::string_view name;
@@ -50,36 +51,40 @@ std::string_view veqSkipReasonText(VEQSkipReason reason) {
 }
 
 bool veqSkipRow(VEQSkipReason reason) {
-  gReport.outcome = VEQRowOutcome::kSkipped;
-  gReport.reason = reason;
+  VEQRowReport& r = report();
+  r.outcome = VEQRowOutcome::kSkipped;
+  r.reason = reason;
   return true;
 }
 
-void veqKeepRow() { gReport.outcome = VEQRowOutcome::kKept; }
+void veqKeepRow() { report().outcome = VEQRowOutcome::kKept; }
 
 void veqRowWritten(VEQFMDatabase* db, bool existed, bool written) {
   // A row that writes twice (a GPS head and its point) failed if either did;
   // the first failure's message stands.
-  if (gReport.outcome == VEQRowOutcome::kWriteFailed) return;
+  VEQRowReport& r = report();
+  if (r.outcome == VEQRowOutcome::kWriteFailed) return;
   if (written) {
-    gReport.outcome = existed ? VEQRowOutcome::kUpdated : VEQRowOutcome::kInserted;
+    r.outcome = existed ? VEQRowOutcome::kUpdated : VEQRowOutcome::kInserted;
     return;
   }
   veqRowFailed(db != nullptr ? db->lastErrorMessage() : std::string_view("no database"));
 }
 
-const VEQRowReport& veqRowReport() { return gReport; }
+const VEQRowReport& veqRowReport() { return report(); }
 
 void veqBeginRow(const VEQDict* row) {
-  gReport.outcome = VEQRowOutcome::kUnstated;
-  gReport.reason = VEQSkipReason::kNone;
-  gReport.message.clear();  // keeps its capacity
-  gReport.row = row;
+  VEQRowReport& r = report();
+  r.outcome = VEQRowOutcome::kUnstated;
+  r.reason = VEQSkipReason::kNone;
+  r.message.clear();  // keeps its capacity
+  r.row = row;
 }
 
 void veqRowFailed(std::string_view message) {
-  gReport.outcome = VEQRowOutcome::kWriteFailed;
-  gReport.message.assign(message.data(), message.size());
+  VEQRowReport& r = report();
+  r.outcome = VEQRowOutcome::kWriteFailed;
+  r.message.assign(message.data(), message.size());
 }
 
 }  // namespace veq

@@ -30,8 +30,8 @@
 // common outcomes allocate nothing. Callers that ignore the report see the
 // routines' results, the callbacks and the writes exactly as before.
 //
-// The report is process-wide state, like the drivers' run state: one driver
-// call at a time (docs/architecture.md lists it).
+// The report belongs to the current migration session, like the drivers'
+// run state: one driver call at a time per session (migration_session.h).
 #pragma once
 
 #include <cstdint>
