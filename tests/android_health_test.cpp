@@ -55,7 +55,7 @@ const char* const kLegacySchema =
     "CREATE TABLE HEALTH_GPS_ITEM (smart_device_id TEXT, D_ID INTEGER, DATE INTEGER, LATITUDE REAL,"
     " LONGITUDE REAL);";
 
-class VEQAndroidHealthTest : public ::testing::Test {
+class VEQAndroidHealthTest : public SessionTest {
  protected:
   void SetUp() override {
     ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
@@ -68,26 +68,13 @@ class VEQAndroidHealthTest : public ::testing::Test {
     std::string error;
     ASSERT_TRUE(veqInstallSchema(target_->database().get(), &error)) << error;
 
-    VEQProDBManager& m = VEQProDBManager::shareInstance();
-    savedAndroid_ = std::exchange(m.androidUserDevices(), {});
-    savedCloud_ = std::exchange(m.androidCloudUserDevices(), {});
+    VEQProDBManager& m = fresh_.session().manager();
     m.setAndroidUserDevices({{{"D_ID", 7}, {"MAC_ADDRESS", "AA:BB:CC:DD:EE:07"}},
                              {{"D_ID", 8}, {"MAC_ADDRESS", "AA:BB:CC:DD:EE:08"}},
                              {{"D_ID", 9}, {"MAC_ADDRESS", ":::"}}});
     m.setAndroidCloudUserDevices({{{"D_ID", 7}, {"MAC_ADDRESS", "CC:CC:CC:CC:CC:07"}}});
-    VEQOldDBManager::shareInstance().setAndroidQueue(android_.get());
-    VEQOldDBManager::shareInstance().setAndroidCloudQueue(cloud_.get());
-  }
-
-  void TearDown() override {
-    VEQProDBManager& m = VEQProDBManager::shareInstance();
-    m.setAndroidUserDevices(std::move(savedAndroid_));
-    m.setAndroidCloudUserDevices(std::move(savedCloud_));
-    VEQOldDBManager::shareInstance().setAndroidQueue(nullptr);
-    VEQOldDBManager::shareInstance().setAndroidCloudQueue(nullptr);
-    VEQOldDBManager::clearCountCache();
-    VEQSDKUtility::setFixedNow(std::nullopt);
-    VEQSDKUtility::setTimeZone("");
+    fresh_.session().legacyReader().setAndroidQueue(android_.get());
+    fresh_.session().legacyReader().setAndroidCloudQueue(cloud_.get());
   }
 
   void legacy(const std::string& sql, VEQFMDatabaseQueue* store = nullptr) {
@@ -113,7 +100,6 @@ class VEQAndroidHealthTest : public ::testing::Test {
 
   ScratchDir dir_;
   std::shared_ptr<VEQFMDatabaseQueue> android_, cloud_, other_, target_;
-  std::vector<VEQDict> savedAndroid_, savedCloud_;
 };
 
 // ---- Device resolution --------------------------------------------------------

@@ -4,13 +4,14 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
+#include "cli/fixtures.h"
 #include "collaborators/old_db_manager.h"
+#include "collaborators/schema_installer.h"
 #include "migration/driver.h"
 #include "test_support.h"
 
@@ -48,7 +49,7 @@ bool neverCalled(const VEQDict&, VEQFMDatabase*) {
 const VEQDriverRoute kRoutes[] = {
     {"t_rows", fakeSettings}, {"t_rows", neverCalled}, {"t_health", fakeHealth}, {"t_empty", neverCalled}};
 
-class VEQDriverTest : public ::testing::Test {
+class VEQDriverTest : public SessionTest {
  protected:
   void SetUp() override {
     old_ = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "legacy.db");
@@ -64,10 +65,6 @@ class VEQDriverTest : public ::testing::Test {
     M::setCurrentDateStr("1700000000");
     M::setSerialNumber(7);
   }
-  void TearDown() override {
-    VEQOldDBManager::clearCountCache(old_.get());
-  }
-
   M::CompletionCallback recorder() {
     return [this](const std::string& table, VEQFMDatabase* db, bool ok) {
       reports_.push_back({table, db, ok});
@@ -159,32 +156,137 @@ TEST_F(VEQDriverTest, EveryRowIsConvertedAndReportedWithItsOwnResult) {
   EXPECT_EQ(gConverted.size(), 5u);
 }
 
-// The dispatch tables hold only known legacy tables, in the order they are tested.
-TEST(VEQDriverTables, RoutesKeepTheDispatchOrder) {
-  auto expectSubsequence = [](const std::vector<std::string>& names, const std::string& order) {
-    std::istringstream in(order);
-    std::vector<std::string> known{std::istream_iterator<std::string>(in), {}};
-    auto next = known.begin();
-    for (const std::string& name : names) {
-      next = std::find(next, known.end(), name);
-      ASSERT_NE(next, known.end()) << name << " is unknown, repeated or out of order";
-      ++next;
+// Every legacy table goes to its own routine. The expected routes are the
+// legacy stores' dispatch lists, written out here; each table's generated
+// rows are migrated through the public driver and, separately, through the
+// expected routine called by hand, and the two new databases must hold the
+// same records (and some records, so a missing route cannot pass).
+struct ExpectedRoute {
+  const char* table;
+  M::SettingsRoutine settings = nullptr;
+  M::HealthRoutine health = nullptr;
+  ExpectedRoute(const char* t, M::SettingsRoutine r) : table(t), settings(r) {}
+  ExpectedRoute(const char* t, M::HealthRoutine r) : table(t), health(r) {}
+};
+
+const ExpectedRoute kJkdbRoutes[] = {
+    {"t_smart_device", M::deviceInfoDataMigrationWithDic}, {"t_user", M::userInfoDataMigrationWithDic},
+    {"t_live_data", M::liveDataMigrationWithDic}, {"t_lost_find", M::lostFindDataMigrationWithDic},
+    {"t_screen_light", M::screenLightDataMigrationWithDic}, {"t_notice", M::noticeDataMigrationWithDic},
+    {"t_set_alarm", M::alarmDataMigrationWithDic}, {"t_set_unit", M::unitDataMigrationWithDic},
+    {"t_long_sit", M::longSitDataMigrationWithDic}, {"t_hand_gesture", M::handGestureDataMigrationWithDic},
+    {"t_find_phone", M::findPhoneDataMigrationWithDic}, {"t_musci_on", M::openMusicDataMigrationWithDic},
+    {"t_do_not_disturb", M::doNotDisturbDataMigrationWithDic},
+    {"t_heart_rate_interval", M::hrIntervalDataMigrationWithDic},
+    {"t_handel_type", M::leftOrRightDataMigrationWithDic}, {"t_heart_rate_mode", M::hrModelDataMigrationWithDic},
+    {"t_land_scape", M::dispalyModeDataMigrationWithDic}, {"t_sos_model", M::oneKeySOSDataMigrationWithDic},
+    {"t_psrm_data", M::sportShortcutDataMigrationWithDic}, {"t_weather_switch", M::weatherSwitchDataMigrationWithDic},
+    {"t_short_cut", M::shortcurtDataMigrationWithDic}, {"t_watch_dia", M::watchDialDataMigrationWithDic},
+    {"t_func_table", M::funcTableDataMigrationWithDic}, {"t_func_main", M::mainFuncTableDataMigrationWithDic},
+    {"t_func_control", M::controlFuncTableDataMigrationWithDic},
+    {"t_table_call", M::callFuncTableDataMigrationWithDic}, {"t_func_notify", M::noiftyFuncTableDataMigrationWithDic},
+    {"t_func_notify1", M::noifty1FuncTableDataMigrationWithDic},
+    {"t_func_other", M::otherFuncTableDataMigrationWithDic}, {"t_func_sms", M::smsFuncTableDataMigrationWithDic},
+    {"t_func_type", M::alarmFuncTableDataMigrationWithDic},
+    {"t_other_func_2", M::other2FuncTableDataMigrationWithDic},
+    {"t_sport_type0", M::type0FuncTableDataMigrationWithDic},
+    {"t_sport_type1", M::type1FuncTableDataMigrationWithDic},
+    {"t_sport_type2", M::type2FuncTableDataMigrationWithDic},
+    {"t_sport_type4", M::type3FuncTableDataMigrationWithDic}, {"t_main1", M::main1FuncTableDataMigrationWithDic},
+    {"t_func_ex_table", M::exFuncTableDataMigrationWithDic}, {"t_lang_support", M::langFuncTableDataMigrationWithDic},
+    {"t_langSupport", M::langFuncTableDataMigrationWithDic},
+    {"t_lang_support1", M::lang1FuncTableDataMigrationWithDic},
+    {"t_ex_lang_support", M::lang1FuncTableDataMigrationWithDic}, {"t_gps_data", M::jkdbGpsDataMigrationWithDic},
+    {"t_sport_data", M::jkdbSportDataMigrationWithDic}, {"t_sport_item", M::jkdbSportDataItemMigrationWithDic},
+    {"t_sleep_head", M::jkdbSleepDataMigrationWithDic}, {"t_sleep_item", M::jkdbSleepItemDataMigrationWithDic},
+    {"t_heart_rate_data", M::jkdbHrDataMigrationWithDic}, {"t_heart_rate_item", M::jkdbHrItemDataMigrationWithDic},
+    {"t_active_data", M::jkdbActivityDataMigrationWithDic},
+    {"t_menstruationInfo", M::menstruationDataMigrationWithDic},
+    {"t_menstruationRemind", M::menstruationRemindDataMigrationWithDic},
+};
+const ExpectedRoute kHealthRoutes[] = {
+    {"HEALTH_HEART_RATE", M::androidHrDataMigrationWithDic},
+    {"HEALTH_HEART_RATE_ITEM", M::androidHrItemDataMigrationWithDic},
+    {"HEALTH_SLEEP", M::androidSleepDataMigrationWithDic},
+    {"HEALTH_SLEEP_ITEM", M::androidSleepItemDataMigrationWithDic},
+    {"HEALTH_SPORT", M::androidSportDataMigrationWithDic},
+    {"HEALTH_SPORT_ITEM", M::androidSportItemDataMigrationWithDic},
+    {"ADDWEIGHTDADA", M::androidWeightDataMigrationWithDic}, {"ACTIVITY_DATA", M::androidActiveDataMigrationWithDic},
+    {"HEALTH_BLOOD_PRESSED", M::androidBpDataMigrationWithDic},
+    {"HEALTH_BLOOD_PRESSED_ITEM", M::androidBpItemDataMigrationWithDic},
+    {"HEALTH_GPS", M::androidGpsDataMigrationWithDic}, {"HEALTH_GPS_ITEM", M::androidGpsItemDataMigrationWithDic},
+    {"t_blood_presure", M::iosBpDataMigrationWithDic}, {"t_blood_item", M::iosBpItemDataMigrationWithDic},
+    {"t_and_weight_data", M::iosWeightDataMigrationWithDic}, {"t_active_data", M::iosActiveDataMigrationWithDic},
+};
+
+// Every record of every new table, as text.
+std::string newRecords(VEQFMDatabaseQueue* queue) {
+  std::string out;
+  for (const std::string& table : veqNewTableNames()) {
+    auto rs = queue->database()->executeQuery("SELECT * FROM " + table + " ORDER BY rowid");
+    while (rs && rs->next()) {
+      out += table + ":";
+      for (int i = 0; i < rs->columnCount(); ++i) out += " " + rs->objectForColumnIndex(i).description();
+      out += "\n";
     }
+  }
+  return out;
+}
+
+using VEQDriverRoutes = SessionTest;
+
+TEST_F(VEQDriverRoutes, EveryLegacyTableGoesToItsOwnRoutine) {
+  ScratchDir dir;
+  std::vector<FixtureFile> written;
+  std::string error;
+  ASSERT_TRUE(generateFixtures({dir.path.string(), 30, 1, 1}, &written, &error)) << error;
+  auto ios = VEQFMDatabaseQueue::databaseQueueWithPath(dir / "ios.sqlite");
+  auto android = VEQFMDatabaseQueue::databaseQueueWithPath(dir / "android.sqlite");
+  VEQProDBManager& manager = fresh_.session().manager();
+  std::vector<VEQDict> devices;
+  for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(ios.get(), "t_user_device")) {
+    devices.push_back(
+        {{"user_id", row.stringForKey("user_id")}, {"smart_device_id", row.stringForKey("smart_device_id")}});
+  }
+  manager.setIosUserDevices(devices);
+  devices.clear();
+  for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(android.get(), "BASIC_INFOS")) {
+    devices.push_back({{"D_ID", row["D_ID"]}, {"MAC_ADDRESS", row.stringForKey("MAC_ADDRESS")}});
+  }
+  manager.setAndroidUserDevices(devices);
+  fresh_.session().legacyReader().setAndroidQueue(android.get());
+
+  auto check = [&](auto driver, const ExpectedRoute& route) {
+    SCOPED_TRACE(route.table);
+    VEQFMDatabaseQueue* legacy = std::string_view(route.table).starts_with("t_") ? ios.get() : android.get();
+    std::shared_ptr<VEQFMDatabaseQueue> routed, direct;
+    for (auto* queue : {&routed, &direct}) {
+      *queue = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+      ASSERT_TRUE(veqInstallSchema((*queue)->database().get(), &error)) << error;
+    }
+    driver(route.table, routed.get(), legacy, nullptr);
+    M::setCurrentDateStr("");
+    M::setSerialNumber(0);
+    for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(legacy, route.table)) {
+      VEQFMDatabase* db = direct->database().get();
+      route.settings ? route.settings(row, db) : route.health(row, legacy, db);
+    }
+    const std::string expected = newRecords(direct.get());
+    EXPECT_NE(expected, "") << "the fixture's rows convert to nothing";
+    EXPECT_EQ(newRecords(routed.get()), expected);
   };
-  expectSubsequence(M::jkdbMigratableTableNames(),
-                    "t_smart_device t_user t_live_data t_lost_find t_screen_light t_notice t_set_alarm t_set_unit "
-                    "t_long_sit t_hand_gesture t_find_phone t_musci_on t_do_not_disturb t_heart_rate_interval "
-                    "t_handel_type t_heart_rate_mode t_land_scape t_sos_model t_psrm_data t_weather_switch "
-                    "t_short_cut t_watch_dia t_func_table t_func_main t_func_control t_table_call t_func_notify "
-                    "t_func_notify1 t_func_other t_func_sms t_func_type t_other_func_2 t_sport_type0 "
-                    "t_sport_type1 t_sport_type2 t_sport_type4 t_main1 t_func_ex_table t_lang_support "
-                    "t_langSupport t_lang_support1 t_ex_lang_support t_gps_data t_sport_data t_sport_item "
-                    "t_sleep_head t_sleep_item t_heart_rate_data t_heart_rate_item t_active_data "
-                    "t_menstruationInfo t_menstruationRemind");
-  expectSubsequence(M::androidMigratableTableNames(),
-                    "HEALTH_HEART_RATE HEALTH_HEART_RATE_ITEM HEALTH_SLEEP HEALTH_SLEEP_ITEM HEALTH_SPORT "
-                    "HEALTH_SPORT_ITEM ADDWEIGHTDADA ACTIVITY_DATA HEALTH_BLOOD_PRESSED HEALTH_BLOOD_PRESSED_ITEM "
-                    "HEALTH_GPS HEALTH_GPS_ITEM t_blood_presure t_blood_item t_and_weight_data t_active_data");
+  std::vector<std::string> names;
+  for (const ExpectedRoute& route : kJkdbRoutes) {
+    check(M::jkdbDataMigrationWithTableName, route);
+    names.push_back(route.table);
+  }
+  EXPECT_EQ(M::jkdbMigratableTableNames(), names);  // and no others
+  names.clear();
+  for (const ExpectedRoute& route : kHealthRoutes) {
+    check(M::androidDataMigrationWithTableName, route);
+    names.push_back(route.table);
+  }
+  EXPECT_EQ(M::androidMigratableTableNames(), names);
 }
 
 // A legacy table that breaks off partway (a damaged page; an I/O error

@@ -251,7 +251,9 @@ TEST(FastPathTest, UpdatesThatKeepTheKeysWriteWhatFullUpdatesWrite) {
   EXPECT_EQ(results[0].substr(0, results[0].find('\n')), "inserted updated updated updated updated inserted inserted ");
 }
 
-TEST(FastPathTest, RememberedStampNormalisationFollowsTheZoneAndTheYear) {
+using FastPathSessionTest = SessionTest;
+
+TEST_F(FastPathSessionTest, RememberedStampNormalisationFollowsTheZoneAndTheYear) {
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
   VEQSDKUtility::setFixedNow(1717200000);  // 2024: a year 2560 is counted in the Buddhist era
   VEQDateComponents c;
@@ -267,8 +269,6 @@ TEST(FastPathTest, RememberedStampNormalisationFollowsTheZoneAndTheYear) {
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("Asia/Tokyo"));
   EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("1710460800", &c), "1710460800");
   EXPECT_EQ(c.hour, 9);
-  VEQSDKUtility::setFixedNow(std::nullopt);
-  VEQSDKUtility::setTimeZone("");
 }
 
 // Every table of a database, each as the text of its rows in key order.

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -165,26 +164,6 @@ TEST_F(FuncTables, EveryLegacyColumnLandsInItsOwnProperty) {
     }
     EXPECT_EQ(count(m.table), 1) << m.table;
   }
-}
-
-TEST_F(FuncTables, DriverRoutesAliasedLegacyTables) {
-  VEQFMDatabaseQueue newQueue(std::shared_ptr<VEQFMDatabase>(&db_, [](VEQFMDatabase*) {}));
-  VEQFMDatabaseQueue oldQueue(VEQFMDatabase::databaseWithPath(":memory:"));
-  ASSERT_TRUE(oldQueue.database()->open());
-  ASSERT_TRUE(oldQueue.database()->executeStatements(
-      "CREATE TABLE t_sport_type4 (smart_device_id TEXT, dance INTEGER);"
-      "INSERT INTO t_sport_type4 VALUES ('AA:01', 1);"
-      "CREATE TABLE t_langSupport (smart_device_id TEXT, eng INTEGER);"
-      "INSERT INTO t_langSupport VALUES ('AA:01', 1);"));
-
-  std::vector<std::pair<std::string, bool>> reports;
-  auto report = [&](const std::string& name, VEQFMDatabase*, bool ok) { reports.emplace_back(name, ok); };
-  M::jkdbDataMigrationWithTableName("t_sport_type4", &newQueue, &oldQueue, report);
-  M::jkdbDataMigrationWithTableName("t_langSupport", &newQueue, &oldQueue, report);
-
-  EXPECT_EQ(reports, (std::vector<std::pair<std::string, bool>>{{"t_sport_type4", true}, {"t_langSupport", true}}));
-  EXPECT_EQ(record("t_get_func_other_sport_type3", "AA:01").integerForKey("dance"), 1);
-  EXPECT_EQ(record("t_get_func_lang", "AA:01").integerForKey("eng"), 1);
 }
 
 }  // namespace

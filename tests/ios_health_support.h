@@ -19,7 +19,7 @@
 
 namespace veq {
 
-class VEQIosHealthTest : public ::testing::Test {
+class VEQIosHealthTest : public SessionTest {
  protected:
   static constexpr const char* kMac = "AA:01";  // written as 'AA:01' in the SQL of the tests
 
@@ -61,12 +61,6 @@ class VEQIosHealthTest : public ::testing::Test {
     target_ = VEQFMDatabaseQueue::databaseQueueWithPath(dir_ / "new.db");
     std::string error;
     ASSERT_TRUE(veqInstallSchema(target_->database().get(), &error)) << error;
-  }
-
-  void TearDown() override {
-    VEQOldDBManager::clearCountCache(legacy_.get());
-    VEQSDKUtility::setFixedNow(std::nullopt);
-    VEQSDKUtility::setTimeZone("");
   }
 
   void legacy(const std::string& sql) {

@@ -1,25 +1,24 @@
-// Shared manager instance and the device registries' look-ups.
+// The manager instance of the current session and the device registries'
+// look-ups.
 
 #include <gtest/gtest.h>
 
-#include <tuple>
 #include <type_traits>
-#include <utility>
 
 #include "migration/pro_db_manager.h"
+#include "test_support.h"
 
 namespace veq {
 namespace {
 
 using M = VEQProDBManager;
 
-TEST(VEQRegistry, OneSharedInstanceAndFirstMatchLookUps) {
+using VEQRegistry = SessionTest;
+
+TEST_F(VEQRegistry, OneSharedInstanceAndFirstMatchLookUps) {
   static_assert(!std::is_copy_constructible_v<M> && !std::is_copy_assignable_v<M>);
-  M& m = M::shareInstance();
+  M& m = fresh_.session().manager();
   ASSERT_EQ(&m, &M::shareInstance());
-  // The registries are process-wide: put back what other tests left there.
-  auto saved = std::make_tuple(std::exchange(m.iosUserDevices(), {}), std::exchange(m.androidUserDevices(), {}),
-                               std::exchange(m.androidCloudUserDevices(), {}));
 
   EXPECT_EQ(M::queryIosUserDeviceInfoWithKey("u1"), nullptr);
   EXPECT_EQ(M::queryAndroidCloudDidDeviceInfoWithKey(VEQValue(0)), nullptr);
@@ -34,10 +33,6 @@ TEST(VEQRegistry, OneSharedInstanceAndFirstMatchLookUps) {
   EXPECT_EQ(M::queryAndroidDidDeviceInfoWithKey(VEQValue("abc")), &m.androidUserDevices()[0]);
   EXPECT_EQ(M::queryAndroidDidDeviceInfoWithKey(VEQValue(5)), nullptr);  // each look-up reads its own registry
   EXPECT_EQ(M::queryAndroidCloudDidDeviceInfoWithKey(VEQValue("5")), &m.androidCloudUserDevices()[0]);
-
-  m.setIosUserDevices(std::move(std::get<0>(saved)));
-  m.setAndroidUserDevices(std::move(std::get<1>(saved)));
-  m.setAndroidCloudUserDevices(std::move(std::get<2>(saved)));
 }
 
 }  // namespace

@@ -22,17 +22,12 @@ namespace {
 
 using M = VEQProDBManager;
 
-class Settings : public ::testing::Test {
+class Settings : public SessionTest {
  protected:
   void SetUp() override {
     ASSERT_TRUE(db_.open());
     std::string err;
     ASSERT_TRUE(veqInstallSchema(&db_, &err)) << err;
-    VEQUserDefaults::standardUserDefaults().clear();
-  }
-  void TearDown() override {
-    VEQUserDefaults::standardUserDefaults().clear();
-    M::shareInstance().setIosUserDevices({});
   }
   int64_t count(const std::string& table) { return queryInt(&db_, "SELECT COUNT(*) FROM " + table); }
   // The newest record of the table (for the given device, when named).
@@ -250,7 +245,7 @@ TEST_F(Settings, NoticeSwitchesAndSourcesComeFromTheirPositions) {
 }
 
 TEST_F(Settings, TheDeviceMatchingTheDefaultsTakesTheBindingOverOnce) {
-  VEQUserDefaults& defaults = VEQUserDefaults::standardUserDefaults();
+  VEQUserDefaults& defaults = fresh_.session().userDefaults();
   defaults.setObject("lanya", "uuid-1");
   defaults.setObject("wareMacString", "AA:0A");
   defaults.setObject("BLE_NAME", "Band");
@@ -289,8 +284,8 @@ TEST_F(Settings, TheDeviceMatchingTheDefaultsTakesTheBindingOverOnce) {
 }
 
 TEST_F(Settings, UserInfoFindsItsDeviceThroughTheRegistry) {
-  M::shareInstance().setIosUserDevices({{{"user_id", "7"}, {"smart_device_id", "AA:07"}, {"band_status", 1}},
-                                        {{"user_id", "8"}, {"smart_device_id", ""}}});
+  fresh_.session().manager().setIosUserDevices({{{"user_id", "7"}, {"smart_device_id", "AA:07"}, {"band_status", 1}},
+                                                 {{"user_id", "8"}, {"smart_device_id", ""}}});
   ASSERT_TRUE(M::userInfoDataMigrationWithDic({{"user_id", "7"}, {"gender", 0}, {"goal_sport_data", 8000}}, &db_));
   const VEQDict rec = record("t_set_user_info", "AA:07");
   EXPECT_EQ(rec.integerForKey("gender"), 1);

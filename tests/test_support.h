@@ -1,4 +1,5 @@
-// Scratch directories and one-value queries shared by the tests.
+// Fresh sessions, scratch directories and one-value queries shared by the
+// tests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,12 +13,36 @@
 #include <vector>
 
 #include "collaborators/fmdb.h"
+#include "migration/migration_session.h"
 #include "migration/pro_db_manager.h"
 
 namespace veq {
 
+// A migration session of its own, current on this thread while it lives:
+// the registries, store handles, run state, zone, clock and defaults a test
+// sets belong to it and go with it. It starts and ends with reset(), so a
+// test also finds a clean state where sessions share the process's.
+class FreshSession {
+ public:
+  FreshSession() { session_.reset(); }
+  ~FreshSession() { session_.reset(); }
+  FreshSession(const FreshSession&) = delete;
+  FreshSession& operator=(const FreshSession&) = delete;
+  VEQMigrationSession& session() { return session_; }
+
+ private:
+  VEQMigrationSession session_;
+  VEQMigrationSession::Scope scope_{session_};
+};
+
+// The base of tests that change anything the session holds.
+class SessionTest : public ::testing::Test {
+ protected:
+  FreshSession fresh_;
+};
+
 // Changes $TZ while it lives (set(...)) and then puts it back, for the C
-// library too.
+// library too: for tests of the platform's own local zone.
 class ScopedTz {
  public:
   ScopedTz() {
