@@ -29,7 +29,8 @@ VEQCachedStatement* VEQFMStatementCache::checkOut(std::string_view sql, bool* ca
 
 VEQCachedStatement* VEQFMStatementCache::add(std::string_view sql, sqlite3_stmt* stmt) {
   lru_.emplace_front(sql);
-  VEQCachedStatement* entry = &entries_.emplace(lru_.front(), VEQCachedStatement{stmt, lru_.begin(), true}).first->second;
+  VEQCachedStatement* entry =
+      &entries_.emplace(lru_.front(), VEQCachedStatement{stmt, lru_.begin(), true}).first->second;
   setCapacity(capacity_);
   recentSlot(sql) = {sql.data(), sql.size(), entry};
   return entry;
