@@ -8,7 +8,7 @@
 #include <iostream>
 #include <vector>
 
-#include "cli/fixtures.h"
+#include "fixtures/fixtures.h"
 #include "cli/inspect_command.h"
 #include "cli/progress.h"
 #include "cli/run_command.h"

@@ -4,7 +4,10 @@
 // and GPS, each a day/head table and an item table, plus weight and
 // activity) are described in docs/health_schema.md. Every table starts with
 // the six base columns that the base values fill, then the record's own
-// columns in the order the conversions bind them.
+// columns in the order the conversions bind them. The tables are data
+// (health_tables.h) and every statement is derived from them
+// (health_sql.h); this class hands the statements out, each built once,
+// under the names the kit calls them by.
 //
 // Exists-query builders return a complete SELECT of "pk" with the keys pasted
 // in as quoted literals; each query is served by an index of its table.
@@ -19,13 +22,9 @@
 #include <string_view>
 #include <vector>
 
-namespace veq {
+#include "collaborators/health_tables.h"
 
-// The new health tables, in schema order.
-enum class VEQHealthTable : uint8_t {
-  kSport, kSportItem, kSleep, kSleepItem, kHeartRate, kHeartRateItem,
-  kBloodPressure, kBloodPressureItem, kGps, kGpsPoint, kWeight, kActivity, kCount
-};
+namespace veq {
 
 class VEQSyncSqlManager {
  public:

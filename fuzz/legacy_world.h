@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/fixture_tables.h"
+#include "fixtures/fixture_tables.h"
 #include "cli/migration_plan.h"
 #include "collaborators/fmdb.h"
 

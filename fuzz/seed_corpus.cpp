@@ -21,7 +21,7 @@
 #include <set>
 #include <string>
 
-#include "cli/fixtures.h"
+#include "fixtures/fixtures.h"
 #include "collaborators/fmdb.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/sql_identifier.h"

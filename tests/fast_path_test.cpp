@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/fixtures.h"
+#include "fixtures/fixtures.h"
 #include "cli/run_command.h"
 
 #include "collaborators/db_manager.h"

@@ -1,10 +1,8 @@
-#include "collaborators/fmdb.h"
+#include "collaborators/fmdb_database.h"
 
 #include <sqlite3.h>
 
-#include <atomic>
 #include <cctype>
-#include <cstring>
 #include <strings.h>
 
 #include "collaborators/json.h"
@@ -53,121 +51,8 @@ int bindValue(sqlite3_stmt* stmt, int index, const VEQValue& value, sqlite3_dest
   return SQLITE_MISUSE;
 }
 
-std::string columnText(sqlite3_stmt* stmt, int index) {
-  const unsigned char* text = sqlite3_column_text(stmt, index);
-  if (!text) return std::string();
-  return std::string(reinterpret_cast<const char*>(text), static_cast<size_t>(sqlite3_column_bytes(stmt, index)));
-}
 
 }  // namespace
-
-// ---------------------------------------------------------------------------
-// VEQFMResultSet
-
-VEQFMResultSet::VEQFMResultSet(VEQFMDatabase* db, sqlite3_stmt* stmt, void* entry)
-    : db_(db), stmt_(stmt), entry_(entry) {
-  db_->openResultSets_.insert(this);
-}
-
-VEQFMResultSet::~VEQFMResultSet() { close(); }
-
-void VEQFMResultSet::close() {
-  if (!stmt_) return;
-  db_->openResultSets_.erase(this);
-  db_->releaseStatement(stmt_, static_cast<VEQFMDatabase::CacheEntry*>(entry_));
-  stmt_ = nullptr;
-}
-
-bool VEQFMResultSet::next() {
-  if (!stmt_) return false;
-  const int rc = sqlite3_step(stmt_);
-  if (rc == SQLITE_ROW) return true;
-  if (rc != SQLITE_DONE) db_->recordError(sqlite3_errmsg(db_->db_), rc);
-  return false;
-}
-
-int VEQFMResultSet::columnCount() const { return stmt_ ? sqlite3_column_count(stmt_) : 0; }
-
-std::string VEQFMResultSet::columnName(int index) const {
-  const char* name = stmt_ ? sqlite3_column_name(stmt_, index) : nullptr;
-  return name ? std::string(name) : std::string();
-}
-
-int VEQFMResultSet::columnIndexForName(std::string_view name) const {
-  const int count = columnCount();
-  for (int i = 0; i < count; ++i) {
-    const char* column = sqlite3_column_name(stmt_, i);
-    if (column && std::strlen(column) == name.size() && strncasecmp(column, name.data(), name.size()) == 0)
-      return i;
-  }
-  return -1;
-}
-
-bool VEQFMResultSet::columnIsNull(std::string_view name) const {
-  const int i = columnIndexForName(name);
-  return i < 0 || sqlite3_column_type(stmt_, i) == SQLITE_NULL;
-}
-
-std::string VEQFMResultSet::stringForColumn(std::string_view name) const {
-  const int i = columnIndexForName(name);
-  return i < 0 ? std::string() : columnText(stmt_, i);
-}
-
-int64_t VEQFMResultSet::longLongIntForColumn(std::string_view name) const {
-  const int i = columnIndexForName(name);
-  return i < 0 ? 0 : sqlite3_column_int64(stmt_, i);
-}
-
-int VEQFMResultSet::intForColumn(std::string_view name) const {
-  const int i = columnIndexForName(name);
-  return i < 0 ? 0 : sqlite3_column_int(stmt_, i);
-}
-
-bool VEQFMResultSet::boolForColumn(std::string_view name) const { return longLongIntForColumn(name) != 0; }
-
-double VEQFMResultSet::doubleForColumn(std::string_view name) const {
-  const int i = columnIndexForName(name);
-  return i < 0 ? 0.0 : sqlite3_column_double(stmt_, i);
-}
-
-VEQValue VEQFMResultSet::objectForColumn(std::string_view name) const {
-  return objectForColumnIndex(columnIndexForName(name));
-}
-
-VEQValue VEQFMResultSet::objectForColumnIndex(int index) const {
-  if (!stmt_ || index < 0 || index >= columnCount()) return VEQValue();
-  switch (sqlite3_column_type(stmt_, index)) {
-    case SQLITE_INTEGER: return VEQValue(static_cast<long long>(sqlite3_column_int64(stmt_, index)));
-    case SQLITE_FLOAT: return VEQValue(sqlite3_column_double(stmt_, index));
-    case SQLITE_TEXT: return VEQValue(columnText(stmt_, index));
-    case SQLITE_BLOB: {
-      const void* bytes = sqlite3_column_blob(stmt_, index);
-      const int size = sqlite3_column_bytes(stmt_, index);
-      return VEQValue(bytes ? std::string(static_cast<const char*>(bytes), static_cast<size_t>(size)) : std::string());
-    }
-    default: return VEQValue();
-  }
-}
-
-bool VEQFMResultSet::columnIsBlobAtIndex(int index) const {
-  return stmt_ && index >= 0 && index < columnCount() && sqlite3_column_type(stmt_, index) == SQLITE_BLOB;
-}
-
-VEQDict VEQFMResultSet::resultDictionary() const {
-  const int count = columnCount();
-  auto keys = std::make_shared<VEQDict::Keys>();
-  std::vector<VEQValue> values;
-  keys->reserve(static_cast<size_t>(count));
-  values.reserve(static_cast<size_t>(count));
-  for (int i = 0; i < count; ++i) {
-    keys->push_back(columnName(i));
-    values.push_back(objectForColumnIndex(i));
-  }
-  return VEQDict(std::move(keys), std::move(values));
-}
-
-// ---------------------------------------------------------------------------
-// VEQFMDatabase
 
 VEQFMDatabase::VEQFMDatabase(std::string path) : path_(std::move(path)) {}
 
@@ -210,18 +95,11 @@ bool VEQFMDatabase::openWithFlags(int flags) {
 bool VEQFMDatabase::close() {
   if (!db_) return true;
   while (!openResultSets_.empty()) (*openResultSets_.begin())->close();
-  finalizeAll();
+  statements_.clear();
   transactionCache_.reset();
   const int rc = sqlite3_close_v2(db_);
   db_ = nullptr;
   return rc == SQLITE_OK;
-}
-
-void VEQFMDatabase::finalizeAll() {
-  recent_.fill({});
-  for (auto& [sql, entry] : cache_) sqlite3_finalize(entry.stmt);
-  cache_.clear();
-  lru_.clear();
 }
 
 void VEQFMDatabase::recordError(std::string message, int code) {
@@ -243,46 +121,23 @@ void VEQFMDatabase::clearError() {
   lastErrorCode_ = 0;
 }
 
-void VEQFMDatabase::setMaxCachedStatements(size_t n) {
-  maxCached_ = n;
-  // Evict from the least recently used end; statements in use stay.
-  for (auto it = lru_.end(); cache_.size() > maxCached_ && it != lru_.begin();) {
-    --it;
-    auto entry = cache_.find(*it);
-    if (entry->second.inUse) continue;
-    for (Recent& recent : recent_)
-      if (recent.entry == &entry->second) recent = {};
-    sqlite3_finalize(entry->second.stmt);
-    cache_.erase(entry);
-    it = lru_.erase(it);
-  }
-}
+void VEQFMDatabase::setMaxCachedStatements(size_t n) { statements_.setCapacity(n); }
 
 // Hands out the cached statement for `sql`, or a fresh one when it is not
 // cached or is held by an open result set. Null on failure (error recorded).
-sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry** entry) {
+sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, VEQCachedStatement** entry) {
   *entry = nullptr;
   if (!db_) {
     recordError("The database is not open.", SQLITE_MISUSE);
     return nullptr;
   }
   if (transactionLost()) return nullptr;
-  Recent& recent = recent_[(reinterpret_cast<uintptr_t>(sql.data()) >> 4) % recent_.size()];
-  if (recent.text == sql.data() && recent.size == sql.size() && !recent.entry->inUse && *recent.entry->lru == sql) {
-    recent.entry->inUse = true;
-    lru_.splice(lru_.begin(), lru_, recent.entry->lru);
-    *entry = recent.entry;
-    return recent.entry->stmt;
+  bool cached = false;
+  if (VEQCachedStatement* idle = statements_.checkOut(sql, &cached)) {
+    *entry = idle;
+    return idle->stmt;
   }
-  auto found = cache_.find(sql);
-  if (found != cache_.end() && !found->second.inUse) {
-    found->second.inUse = true;
-    lru_.splice(lru_.begin(), lru_, found->second.lru);
-    *entry = &found->second;
-    recent = {sql.data(), sql.size(), *entry};
-    return found->second.stmt;
-  }
-  const bool cacheIt = found == cache_.end() && maxCached_ > 0;
+  const bool cacheIt = !cached && statements_.capacity() > 0;
   sqlite3_stmt* stmt = nullptr;
   ++prepares_;
   const int rc = sqlite3_prepare_v3(db_, sql.data(), static_cast<int>(sql.size()),
@@ -293,17 +148,10 @@ sqlite3_stmt* VEQFMDatabase::acquireStatement(std::string_view sql, CacheEntry**
                 rc != SQLITE_OK ? rc : SQLITE_MISUSE);
     return nullptr;
   }
-  if (cacheIt) {
-    lru_.emplace_front(sql);
-    *entry = &cache_.emplace(lru_.front(), CacheEntry{stmt, lru_.begin(), true}).first->second;
-    setMaxCachedStatements(maxCached_);
-    recent = {sql.data(), sql.size(), *entry};
-  }
+  if (cacheIt) *entry = statements_.add(sql, stmt);
   return stmt;
 }
 
-// Entries stay where they are while in use (eviction skips them), so the
-// entry found at acquisition is still the statement's.
 namespace {
 
 // Whether a statement text is a ROLLBACK (of the transaction or to a
@@ -317,7 +165,7 @@ bool isRollback(const char* sql) {
 
 }  // namespace
 
-void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, CacheEntry* entry) {
+void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, VEQCachedStatement* entry) {
   // Outside a transaction now, or back at a savepoint: what the transaction
   // cache knew may be stale.
   if (transactionCache_.has_value() &&
@@ -328,9 +176,7 @@ void VEQFMDatabase::releaseStatement(sqlite3_stmt* stmt, CacheEntry* entry) {
     sqlite3_finalize(stmt);
     return;
   }
-  sqlite3_reset(stmt);
-  entry->inUse = false;
-  if (cache_.size() > maxCached_) setMaxCachedStatements(maxCached_);
+  statements_.checkIn(entry);
 }
 
 bool VEQFMDatabase::checkArgumentCount(sqlite3_stmt* stmt, int given) {
@@ -364,7 +210,7 @@ bool VEQFMDatabase::bindArguments(sqlite3_stmt* stmt, const VEQArray& args, bool
 }
 
 bool VEQFMDatabase::executeUpdate(std::string_view sql, const VEQArray& args) {
-  CacheEntry* entry = nullptr;
+  VEQCachedStatement* entry = nullptr;
   sqlite3_stmt* stmt = acquireStatement(sql, &entry);
   if (!stmt) return false;
   bool ok = bindArguments(stmt, args, /*argsOutliveUse=*/true);
@@ -381,7 +227,7 @@ bool VEQFMDatabase::executeUpdate(std::string_view sql, const VEQArray& args) {
 }
 
 std::unique_ptr<VEQFMResultSet> VEQFMDatabase::executeQuery(std::string_view sql, const VEQArray& args) {
-  CacheEntry* entry = nullptr;
+  VEQCachedStatement* entry = nullptr;
   sqlite3_stmt* stmt = acquireStatement(sql, &entry);
   if (!stmt) return nullptr;
   std::unique_ptr<VEQFMResultSet> rs(new VEQFMResultSet(this, stmt, entry));
@@ -391,7 +237,7 @@ std::unique_ptr<VEQFMResultSet> VEQFMDatabase::executeQuery(std::string_view sql
 }
 
 bool VEQFMDatabase::queryFirstInteger(std::string_view sql, std::span<const VEQSqlParam> params, int64_t* value) {
-  CacheEntry* entry = nullptr;
+  VEQCachedStatement* entry = nullptr;
   sqlite3_stmt* stmt = acquireStatement(sql, &entry);
   if (!stmt) return false;
   const int given = static_cast<int>(params.size());
@@ -454,47 +300,5 @@ int64_t VEQFMDatabase::lastInsertRowId() const { return db_ ? sqlite3_last_inser
 int VEQFMDatabase::changes() const { return db_ ? sqlite3_changes(db_) : 0; }
 
 int64_t VEQFMDatabase::totalChanges() const { return db_ ? sqlite3_total_changes64(db_) : 0; }
-
-// ---------------------------------------------------------------------------
-// VEQFMDatabaseQueue
-
-namespace {
-std::atomic<uint64_t> nextQueueIdentity{1};
-}  // namespace
-
-VEQFMDatabaseQueue::VEQFMDatabaseQueue(std::shared_ptr<VEQFMDatabase> db)
-    : db_(std::move(db)), identity_(nextQueueIdentity.fetch_add(1, std::memory_order_relaxed)) {}
-
-std::shared_ptr<VEQFMDatabaseQueue> VEQFMDatabaseQueue::databaseQueueWithPath(std::string path) {
-  auto db = VEQFMDatabase::databaseWithPath(std::move(path));
-  db->open();
-  return std::make_shared<VEQFMDatabaseQueue>(std::move(db));
-}
-
-void VEQFMDatabaseQueue::inDatabase(const std::function<void(VEQFMDatabase* db)>& block) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  block(db_.get());
-}
-
-void VEQFMDatabaseQueue::inTransaction(const std::function<void(VEQFMDatabase* db, bool* rollback)>& block) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  const bool began = db_->beginTransaction();
-  bool rollback = false;
-  committed_ = false;
-  db_->inQueueTransaction_ = began;
-  try {
-    block(db_.get(), &rollback);
-  } catch (...) {
-    db_->inQueueTransaction_ = false;
-    if (began && db_->isInTransaction()) db_->rollback();
-    throw;
-  }
-  db_->inQueueTransaction_ = false;
-  if (!began) return;
-  // A failed COMMIT may leave the transaction open; end it rather than let
-  // the next caller's BEGIN fail.
-  committed_ = !rollback && db_->commit();
-  if (!committed_ && db_->isInTransaction()) db_->rollback();
-}
 
 }  // namespace veq
