@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "cli/fixtures.h"
+#include "fixtures/fixtures.h"
 #include "collaborators/old_db_manager.h"
 #include "collaborators/schema_installer.h"
 #include "migration/driver.h"

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "cli/fixtures.h"
+#include "fixtures/fixtures.h"
 #include "cli/migration_plan.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/user_defaults.h"
