@@ -18,8 +18,9 @@
 //
 // A MigrationListener hears each table start and finish and each row's
 // outcome as the driver reports it; any member may be left empty. A
-// listener that throws stops the run: the table in progress rolls back and
-// the exception reaches the plan call's caller.
+// listener that throws MigrationStopped from rowMigrated stops the run as a
+// fatal error does, its text being the cause; any other exception rolls the
+// table in progress back and reaches the plan call's caller.
 #pragma once
 
 #include <array>

@@ -426,6 +426,19 @@ TEST_F(CliTest, AFatalWriteErrorStopsThePlanAfterRollingThatTableBack) {
   for (size_t i = 0; i + 1 < summary.tables.size(); ++i) EXPECT_FALSE(summary.tables[i].rolledBack);
   EXPECT_EQ(last.store, "ios");  // the Android store never ran
   EXPECT_TRUE(summary.notConverted.empty());
+
+  // A listener stops a run the same way: the table it stops in is not kept.
+  const auto writable = openQueue(path("new.sqlite"), SQLITE_OPEN_READWRITE);
+  MigrationListener listener;
+  listener.rowMigrated = [](const TableSummary& t, int64_t position, const VEQRowReport& row) {
+    if (t.table == "t_sport_item" && position == 1 && row.outcome == VEQRowOutcome::kInserted) {
+      throw MigrationStopped("enough");
+    }
+  };
+  const MigrationSummary stopped = plan.session.migrateStore(LegacyStore::kIos, writable.get(), &listener);
+  EXPECT_EQ(*stopped.stopReason, "enough while migrating ios t_sport_item; that table was rolled back and the run stopped");
+  EXPECT_TRUE(stopped.tables.back().rolledBack);
+  EXPECT_EQ(count(path("new.sqlite"), "SELECT COUNT(*) FROM health_sport_item"), 0);
 }
 
 TEST_F(CliTest, BadInputsAreRefusedWithOneLineAndNothingWritten) {
