@@ -1,4 +1,5 @@
-// run_command.cpp — checks, set-up and the table loop of `veq-migrate run`.
+// run_command.cpp — checks, set-up and reports of `veq-migrate run` around the
+// session's plan calls.
 #include "cli/run_command.h"
 
 #include <fmt/format.h>
