@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -11,8 +12,9 @@
 
 #include "bench/child_process.h"
 #include "bench/copies.h"
-#include "cli/migration_plan.h"
+#include "cli/command_paths.h"
 #include "collaborators/fmdb.h"
+#include "migration/migration_plan.h"
 
 namespace fs = std::filesystem;
 
@@ -67,9 +69,7 @@ std::vector<std::string> columnsOf(const fs::path& path, const std::string& tabl
 
 int64_t rowCount(const fs::path& path, const std::string& table) {
   VEQFMDatabase db(path.string());
-  if (!db.open()) return 0;
-  auto rs = db.executeQuery("SELECT count(*) FROM \"" + table + "\"");
-  return rs && rs->next() ? rs->objectForColumnIndex(0).integerValue() : 0;
+  return db.open() ? std::max<int64_t>(veq::rowCount(db, table), 0) : 0;
 }
 
 // The new table that gained most records between two runs.
@@ -106,8 +106,8 @@ int runWholeStore(const WholeStoreOptions& o) {
   for (const Store& s : stores) {
     const fs::path path = dir / (s.kind->label + ".bare.sqlite");
     if (!extractTables(s.path.string(), {s.kind->registryTable}, path.string(), &error)) return fail(error);
-    bare.emplace_back(s.kind->option, path);
-    whole.emplace_back(s.kind->option, s.path);
+    bare.emplace_back(storeOption(*s.kind), path);
+    whole.emplace_back(storeOption(*s.kind), s.path);
     if (!runTool(o, {bare.back()}, defaults, dir / "bare.out.sqlite", &bareRuns[s.kind->label]))
       return fail("set-up run of " + s.kind->label + " failed");
   }
@@ -128,7 +128,7 @@ int runWholeStore(const WholeStoreOptions& o) {
       if (!extractTables(s.path.string(), {s.kind->registryTable, step.table}, one.string(), &error))
         return fail(error);
       ToolRun run;
-      if (!runTool(o, {{s.kind->option, one}}, defaults, out, &run)) return fail("run of " + step.table + " failed");
+      if (!runTool(o, {{storeOption(*s.kind), one}}, defaults, out, &run)) return fail("run of " + step.table + " failed");
       const std::string target = mainTarget(bareRuns[s.kind->label].records, run.records);
       const double cpu = std::max(run.child.cpuSeconds - bareRuns[s.kind->label].child.cpuSeconds, 1e-6);
 

@@ -21,8 +21,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/migration_plan.h"
+#include "cli/problem.h"
 #include "cli/run_command.h"
+#include "migration/migration_plan.h"
 
 namespace veq {
 
@@ -43,13 +44,15 @@ std::optional<PathClash> findPathClash(const std::vector<NamedPath>& paths);
 // same absolute path once every symlink and "..", "." of it is resolved.
 bool sameFile(const std::string& a, const std::string& b);
 
-// The path `options` gives for a kind of store ("" when not given).
+// The path `options` gives for a kind of store ("" when not given), and the
+// option that names it ("--ios", "--android", "--android-cloud").
 const std::string& storePath(const RunOptions& options, const LegacyStoreKind& kind);
+const std::string& storeOption(const LegacyStoreKind& kind);
 
 // For `inspect` and `verify`, which read the stores, the defaults and
-// `output`: the refusal line above for the first of `json`, `html` that is
-// one of those files; "" when none is.
-std::string reportOverInput(const std::string& command, const RunOptions& stores, const std::string& output,
+// `output`: the whole refusal line above for the first of `json`, `html`
+// that is one of those files; none when none is.
+Problem reportOverInput(const std::string& command, const RunOptions& stores, const std::string& output,
                             const std::string& json, const std::string& html);
 
 }  // namespace veq

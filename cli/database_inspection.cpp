@@ -15,7 +15,6 @@
 
 #include <stdlib.h>
 
-#include "collaborators/sql_identifier.h"
 
 namespace veq {
 
@@ -31,7 +30,7 @@ uint32_t bigEndian(const unsigned char* p, int bytes) {
 
 // Checks what can be seen without SQLite: existence, readability, the header
 // and the recorded size. Returns the problem, or "" when the file passes.
-std::string fileProblem(const std::string& path) {
+Problem fileProblem(const std::string& path) {
   std::error_code ec;
   const fs::file_status status = fs::status(path, ec);
   if (!fs::exists(status)) return "no such file";
@@ -57,7 +56,7 @@ std::string fileProblem(const std::string& path) {
   if (!ec && pagesValid && size < pages * pageSize) {
     return fmt::format("truncated: {} bytes where the header records {}", size, pages * pageSize);
   }
-  return "";
+  return std::nullopt;
 }
 
 // quick_check's verdict on one line: its "*** in database main ***" heading
@@ -96,28 +95,28 @@ bool nonEmptyFile(const std::string& path) {
 // journal back) as it would the original; the copy goes when the last
 // handle does. Any other store is opened immutable: no lock, no -shm, no
 // journal, nothing created or changed beside it.
-std::shared_ptr<VEQFMDatabase> legacyDatabase(const std::string& path, std::string* problem) {
+Problem legacyDatabase(const std::string& path, std::shared_ptr<VEQFMDatabase>* db) {
   if (!nonEmptyFile(path + "-wal") && !nonEmptyFile(path + "-journal")) {
-    return std::make_shared<VEQFMDatabase>(fileUriImpl(path) + "?immutable=1");
+    *db = std::make_shared<VEQFMDatabase>(fileUriImpl(path) + "?immutable=1");
+    return std::nullopt;
   }
   std::string dir = (fs::temp_directory_path() / "veq-migrate-XXXXXX").string();
   if (::mkdtemp(dir.data()) == nullptr) {
-    *problem = fmt::format("needs recovery and no private copy can be made: {}", std::strerror(errno));
-    return nullptr;
+    return fmt::format("needs recovery and no private copy can be made: {}", std::strerror(errno));
   }
   const std::string copy = (fs::path(dir) / "store.sqlite").string();
   std::error_code ec;
   copyDatabaseFiles(path, copy, ec);
   if (ec) {
     fs::remove_all(dir, ec);
-    *problem = fmt::format("needs recovery and no private copy can be made: {}", ec.message());
-    return nullptr;
+    return fmt::format("needs recovery and no private copy can be made: {}", ec.message());
   }
-  return std::shared_ptr<VEQFMDatabase>(new VEQFMDatabase(copy), [dir](VEQFMDatabase* db) {
-    delete db;
+  db->reset(new VEQFMDatabase(copy), [dir](VEQFMDatabase* copied) {
+    delete copied;
     std::error_code ignored;
     fs::remove_all(dir, ignored);
   });
+  return std::nullopt;
 }
 
 // Whether a result code says the file's content is damaged, rather than that
@@ -134,49 +133,34 @@ int unreadPageCode(const std::string& verdict) {
 
 }  // namespace
 
-std::shared_ptr<VEQFMDatabase> openCheckedDatabase(const std::string& path, int flags, std::string* problem) {
-  *problem = fileProblem(path);
-  if (!problem->empty()) return nullptr;
+Problem openCheckedDatabase(const std::string& path, int flags, std::shared_ptr<VEQFMDatabase>* opened) {
+  if (Problem problem = fileProblem(path)) return problem;
   const bool legacy = !(flags & SQLITE_OPEN_READWRITE);
-  std::shared_ptr<VEQFMDatabase> db =
-      legacy ? legacyDatabase(path, problem) : std::make_shared<VEQFMDatabase>(path);
-  if (!db) return nullptr;
+  std::shared_ptr<VEQFMDatabase> db;
+  if (legacy) {
+    if (Problem problem = legacyDatabase(path, &db)) return problem;
+  } else {
+    db = std::make_shared<VEQFMDatabase>(path);
+  }
   // A private copy is opened for writing so that SQLite can recover it.
   if (legacy) flags = db->databasePath().rfind("file:", 0) == 0 ? flags | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
   if (!db->openWithFlags(flags)) {
-    *problem = fmt::format("{}: {}", isDamage(db->lastErrorCode()) ? "corrupt" : "cannot open", db->lastErrorMessage());
-    return nullptr;
+    return fmt::format("{}: {}", isDamage(db->lastErrorCode()) ? "corrupt" : "cannot open", db->lastErrorMessage());
   }
   // A page that cannot be read (an I/O error) is not a damaged file: the
   // message says which it is.
   std::unique_ptr<VEQFMResultSet> rs = db->executeQuery("PRAGMA quick_check(1)");
   if (!rs || !rs->next()) {
-    *problem = fmt::format("{}: {}", isDamage(db->lastErrorCode()) ? "corrupt" : "cannot read", db->lastErrorMessage());
-    return nullptr;
+    return fmt::format("{}: {}", isDamage(db->lastErrorCode()) ? "corrupt" : "cannot read", db->lastErrorMessage());
   }
   const std::string verdict = rs->objectForColumnIndex(0).description();
   if (const int code = unreadPageCode(verdict); code != 0 && !isDamage(code)) {
-    *problem = fmt::format("cannot read: {}", sqlite3_errstr(code));
-    return nullptr;
+    return fmt::format("cannot read: {}", sqlite3_errstr(code));
   }
-  if (verdict != "ok") {
-    *problem = fmt::format("corrupt: {}", oneLine(verdict));
-    return nullptr;
-  }
-  return db;
-}
-
-std::set<std::string> tableNames(VEQFMDatabase& db) {
-  std::set<std::string> names;
-  auto rs = db.executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'");
-  while (rs && rs->next()) names.insert(rs->stringForColumn("name"));
-  return names;
-}
-
-int64_t rowCount(VEQFMDatabase& db, const std::string& table) {
-  auto rs = db.executeQuery("SELECT COUNT(*) FROM " + sqlIdentifier(table));
-  if (!rs || !rs->next()) return -1;
-  return rs->objectForColumnIndex(0).integerValue();
+  if (verdict != "ok") return fmt::format("corrupt: {}", oneLine(verdict));
+  rs.reset();
+  *opened = std::move(db);
+  return std::nullopt;
 }
 
 std::string fileUriOf(const std::string& path) { return fileUriImpl(path); }

@@ -26,7 +26,8 @@
 // writable by its owner whatever the original's mode, so that SQLite can
 // recover and write it when the originals are read-only.
 //
-// tableNames and rowCount answer for any open database (legacy or new).
+// tableNames and rowCount, which answer for any open database, are the
+// plan's (migration/migration_plan.h).
 #pragma once
 
 #include <cstdint>
@@ -35,13 +36,15 @@
 #include <string>
 #include <system_error>
 
+#include "cli/problem.h"
 #include "collaborators/fmdb.h"
+#include "migration/migration_plan.h"
 
 namespace veq {
 
-// Opens `path` with sqlite3_open_v2 `flags` after the checks above; nullptr
-// and *problem on failure.
-std::shared_ptr<VEQFMDatabase> openCheckedDatabase(const std::string& path, int flags, std::string* problem);
+// Opens `path` with sqlite3_open_v2 `flags` after the checks above into *db
+// (left null on a problem).
+Problem openCheckedDatabase(const std::string& path, int flags, std::shared_ptr<VEQFMDatabase>* db);
 
 // The first column of the first row of a query as an integer (0 when none).
 int64_t queryCount(VEQFMDatabase& db, const std::string& sql, const VEQArray& args = {});
@@ -57,10 +60,5 @@ void copyWritable(const std::string& from, const std::string& to, std::error_cod
 // `copy`, `copy`-wal and `copy`-journal with copyWritable; SQLite then
 // recovers the copy as it would the original.
 void copyDatabaseFiles(const std::string& path, const std::string& copy, std::error_code& ec);
-
-// Names of the ordinary tables (internal sqlite_ tables excluded).
-std::set<std::string> tableNames(VEQFMDatabase& db);
-// Rows of one table; -1 when the count cannot be read.
-int64_t rowCount(VEQFMDatabase& db, const std::string& table);
 
 }  // namespace veq

@@ -50,7 +50,7 @@ std::string countsTable(const MigrationReport& report) {
   std::string html =
       "<table><tr><th>legacy table</th><th>rows</th><th>inserted</th><th>updated</th><th>kept</th>"
       "<th>skipped</th><th>failed</th><th>failed SQL</th></tr>\n";
-  for (const TableOutcome& t : report.tables) {
+  for (const TableSummary& t : report.tables) {
     using O = VEQRowOutcome;
     const bool bad = t.rowsWith(O::kWriteFailed) > 0 || t.failedStatements > 0 || t.rolledBack;
     html += fmt::format(
@@ -217,12 +217,12 @@ rect.both {{ fill: #2e9e5b; }} rect.gap {{ fill: #d93025; }} rect.new {{ fill: #
   return html + "</body></html>\n";
 }
 
-bool writeHtmlReport(const HtmlReport& page, const std::string& path, std::string* error) {
+Problem writeHtmlReport(const HtmlReport& page, const std::string& path) {
   std::ofstream file(path, std::ios::trunc);
   file << htmlReportText(page);
   file.close();
-  if (!file) *error = "cannot write the HTML report";
-  return static_cast<bool>(file);
+  if (!file) return "cannot write the HTML report";
+  return std::nullopt;
 }
 
 }  // namespace veq

@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "cli/health_coverage.h"
+#include "cli/problem.h"
 #include "cli/report.h"
 
 namespace veq {
@@ -53,8 +54,8 @@ struct HtmlReport {
   std::vector<TableFindings> findings;   // verify's; empty for run and inspect
 };
 
-// False with *error when the file cannot be written.
-bool writeHtmlReport(const HtmlReport& page, const std::string& path, std::string* error);
+// Writes the page to `path`.
+Problem writeHtmlReport(const HtmlReport& page, const std::string& path);
 
 // The page as text (what writeHtmlReport writes).
 std::string htmlReportText(const HtmlReport& page);

@@ -13,9 +13,9 @@
 #include "cli/database_inspection.h"
 #include "cli/health_coverage.h"
 #include "cli/html_report.h"
-#include "cli/migration_plan.h"
 #include "cli/scratch_migration.h"
-#include "collaborators/sdk_utility.h"
+#include "migration/migration_plan.h"
+#include "migration/migration_session.h"
 
 namespace veq {
 
@@ -29,9 +29,8 @@ Json describeStores(const RunOptions& options) {
   for (const LegacyStoreKind& kind : legacyStoreKinds()) {
     const std::string& path = storePath(options, kind);
     if (path.empty()) continue;
-    std::string problem;
-    auto db = openCheckedDatabase(path, SQLITE_OPEN_READONLY, &problem);
-    if (!db) continue;  // the scratch run has refused it already
+    std::shared_ptr<VEQFMDatabase> db;
+    if (openCheckedDatabase(path, SQLITE_OPEN_READONLY, &db)) continue;  // the scratch run has refused it already
     std::set<std::string> converted;
     for (const MigrationStep& step : migrationSteps(kind)) converted.insert(step.table);
     Json tables = Json::array();
@@ -90,29 +89,28 @@ void printInspection(const Json& stores, const Json& health, const MigrationRepo
 
 }  // namespace
 
-int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream& err) {
-  const std::string overInput =
-      reportOverInput("inspect", options.stores, options.existingOut, options.jsonPath, options.htmlPath);
-  if (!overInput.empty()) {
-    err << overInput;
-    return 2;
+ExitStatus inspectStores(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+  if (const Problem overInput =
+          reportOverInput("inspect", options.stores, options.existingOut, options.jsonPath, options.htmlPath)) {
+    err << *overInput;
+    return ExitStatus::kRefused;
   }
   // An existing output is judged by what its next open would hold (the
   // output immutable, or a recovered private copy when a log or journal lies
   // beside it); a refusal names the user's file, not the scratch copy.
   std::shared_ptr<VEQFMDatabase> existingOut;
   if (!options.existingOut.empty()) {
-    std::string problem;
-    existingOut = openCheckedDatabase(options.existingOut, SQLITE_OPEN_READONLY, &problem);
-    if (!existingOut) {
-      err << fmt::format("veq-migrate: {}: {}\n", options.existingOut, problem);
-      return 2;
+    if (const Problem problem = openCheckedDatabase(options.existingOut, SQLITE_OPEN_READONLY, &existingOut)) {
+      err << fmt::format("veq-migrate: {}: {}\n", options.existingOut, *problem);
+      return ExitStatus::kRefused;
     }
   }
   ScratchMigration scratch(options.stores, options.existingOut, err);
-  if (scratch.status() == 2) return 2;
+  if (scratch.status() == ExitStatus::kRefused) return ExitStatus::kRefused;
 
-  VEQSDKUtility::setTimeZone(runTimeZone(options.stores));  // days in the stores' zone (resolved by the scratch run)
+  VEQMigrationSession session;  // days in the stores' zone (resolved by the scratch run)
+  VEQMigrationSession::Scope scope(session);
+  session.setTimeZone(runTimeZone(options.stores));
   VEQFMDatabase converted(scratch.databasePath());
   converted.openWithFlags(SQLITE_OPEN_READONLY);
   const HealthCoverage coverage = healthCoverage(converted);
@@ -128,7 +126,7 @@ int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream
     file << json.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
     if (!file) {
       err << fmt::format("veq-migrate: {}: cannot write the report\n", options.jsonPath);
-      return 2;
+      return ExitStatus::kRefused;
     }
   }
   if (!options.htmlPath.empty()) {
@@ -136,13 +134,12 @@ int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream
     if (existingOut) existing = healthCoverage(*existingOut);
     HtmlReport page{"veq-migrate inspect", scratch.report(), coverage, existing,
                     "What migrating these stores would do; nothing was written.", {}};
-    std::string error;
-    if (!writeHtmlReport(page, options.htmlPath, &error)) {
-      err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);
-      return 2;
+    if (const Problem problem = writeHtmlReport(page, options.htmlPath)) {
+      err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, *problem);
+      return ExitStatus::kRefused;
     }
   }
-  return 0;
+  return ExitStatus::kOk;
 }
 
 }  // namespace veq

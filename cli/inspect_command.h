@@ -18,7 +18,7 @@
 // are the --json and --html reports asked for, which must not be any file
 // the command reads.
 //
-// Exit status: 0, or 2 when a store, the defaults, the existing output or a
+// Exit status: kOk, or kRefused when a store, the defaults, the existing output or a
 // report path cannot be used (one line "veq-migrate: <file>: <problem>").
 #pragma once
 
@@ -36,6 +36,6 @@ struct InspectOptions {
   std::string htmlPath;
 };
 
-int inspectStores(const InspectOptions& options, std::ostream& out, std::ostream& err);
+ExitStatus inspectStores(const InspectOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace veq

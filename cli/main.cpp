@@ -1,6 +1,6 @@
 // main.cpp — the veq-migrate command line: parses the options and hands
-// them to the `run`, `inspect`, `verify` or `fixtures` command. Exit status
-// 2 for bad usage.
+// them to the `run`, `inspect`, `verify` or `fixtures` command. Bad usage
+// is refused (exit_status.h).
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,6 +8,7 @@
 #include <iostream>
 #include <vector>
 
+#include "cli/exit_status.h"
 #include "fixtures/fixtures.h"
 #include "cli/inspect_command.h"
 #include "cli/progress.h"
@@ -19,23 +20,27 @@ namespace {
 
 constexpr const char* kCommands = "run, inspect, verify or fixtures";
 
-int runFixtures(const veq::FixtureOptions& options) {
+using veq::ExitStatus;
+
+int exitCode(ExitStatus status) { return static_cast<int>(status); }
+
+ExitStatus runFixtures(const veq::FixtureOptions& options) {
   std::vector<veq::FixtureFile> written;
   std::string error;
   if (!veq::generateFixtures(options, &written, &error)) {
     std::cerr << fmt::format("veq-migrate: {}\n", error);
-    return 2;
+    return ExitStatus::kRefused;
   }
   for (const veq::FixtureFile& file : written) {
     std::cout << (file.rows > 0 ? fmt::format("wrote {} ({} rows)\n", file.path, file.rows)
                                 : fmt::format("wrote {}\n", file.path));
   }
-  return 0;
+  return ExitStatus::kOk;
 }
 
 int usageError(const std::string& problem) {
   std::cerr << fmt::format("veq-migrate: {}\nRun with --help for more information.\n", problem);
-  return 2;
+  return exitCode(ExitStatus::kRefused);
 }
 
 // The first argument no command took, named for what it looks like.
@@ -124,7 +129,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ExtrasError&) {
     return usageError(unexpectedArgument(app));
   } catch (const CLI::ParseError& e) {
-    return app.exit(e) == 0 ? 0 : 2;
+    return exitCode(app.exit(e) == 0 ? ExitStatus::kOk : ExitStatus::kRefused);
   }
   const std::vector<CLI::App*> chosen = app.get_subcommands();
   if (chosen.empty()) return usageError(fmt::format("a subcommand is required: {}", kCommands));
@@ -136,12 +141,12 @@ int main(int argc, char** argv) {
     run.timeZone = inspect.stores.timeZone = verify.stores.timeZone = timeZone;
   }
 
-  if (command == fixturesCommand) return runFixtures(fixtures);
-  if (command == inspectCommand) return veq::inspectStores(inspect, std::cout, std::cerr);
-  if (command == verifyCommand) return veq::verifyOutput(verify, std::cout, std::cerr);
+  if (command == fixturesCommand) return exitCode(runFixtures(fixtures));
+  if (command == inspectCommand) return exitCode(veq::inspectStores(inspect, std::cout, std::cerr));
+  if (command == verifyCommand) return exitCode(veq::verifyOutput(verify, std::cout, std::cerr));
   run.quiet = quiet;
   run.progress = !quiet && (progress || isatty(STDERR_FILENO) == 1);
   if (run.progress) veq::ProgressLine::installInterruptCleanup(STDERR_FILENO);
   run.lockWait = std::chrono::milliseconds(static_cast<int64_t>(lockWaitSeconds * 1000));
-  return veq::runMigration(run, std::cout, std::cerr);
+  return exitCode(veq::runMigration(run, std::cout, std::cerr));
 }

@@ -17,11 +17,11 @@ constexpr const char* kRowidSlot = "\"rowid\":null";
 
 }  // namespace
 
-bool RejectsFile::open(std::string* error) {
-  if (!enabled()) return true;
+Problem RejectsFile::open() {
+  if (!enabled()) return std::nullopt;
   file_.open(path_, std::ios::trunc);
-  if (!file_) *error = "cannot write the rejects file";
-  return static_cast<bool>(file_);
+  if (!file_) return "cannot write the rejects file";
+  return std::nullopt;
 }
 
 void RejectsFile::note(const std::string& store, const std::string& table, int64_t position,

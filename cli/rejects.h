@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/problem.h"
 #include "collaborators/fmdb.h"
 #include "migration/row_outcome.h"
 
@@ -36,8 +37,8 @@ class RejectsFile {
   // A file that keeps nothing when `path` is "".
   explicit RejectsFile(std::string path) : path_(std::move(path)) {}
 
-  // Creates (truncates) the file; false with *error when it cannot.
-  bool open(std::string* error);
+  // Creates (truncates) the file.
+  Problem open();
   bool enabled() const { return !path_.empty(); }
 
   // Notes the `position`-th row of the table being migrated when its report

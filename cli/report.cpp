@@ -19,14 +19,8 @@ std::string_view shownName(O outcome) { return outcome == O::kWriteFailed ? "fai
 
 }  // namespace
 
-void TableOutcome::count(bool success, const VEQRowReport& row) {
-  ++(success ? succeeded : failed);
-  ++outcomes[static_cast<size_t>(row.outcome)];
-  if (row.outcome == O::kSkipped) ++skipReasons[static_cast<size_t>(row.reason)];
-}
-
 bool MigrationReport::succeeded() const {
-  return failedStatements == 0 && problems.empty() && std::none_of(tables.begin(), tables.end(), [](const TableOutcome& t) {
+  return failedStatements == 0 && problems.empty() && std::none_of(tables.begin(), tables.end(), [](const TableSummary& t) {
            return t.failed > 0 || t.rowsWith(O::kWriteFailed) > 0 || t.failedStatements > 0 || t.rolledBack;
          });
 }
@@ -35,7 +29,7 @@ namespace {
 
 size_t nameWidth(const MigrationReport& report) {
   size_t width = 12;
-  for (const TableOutcome& t : report.tables) width = std::max(width, t.store.size() + 1 + t.table.size());
+  for (const TableSummary& t : report.tables) width = std::max(width, t.store.size() + 1 + t.table.size());
   for (const auto& [table, count] : report.newRecords) width = std::max(width, table.size());
   return width;
 }
@@ -48,7 +42,7 @@ void printTableOutcomes(const MigrationReport& report, std::ostream& out) {
   out << fmt::format("{:<{}} {:>9}", "legacy table", width, "rows");
   for (O o : kShown) out << fmt::format(" {:>9}", shownName(o));
   out << fmt::format(" {:>11}\n", "failed sql");
-  for (const TableOutcome& t : report.tables) {
+  for (const TableSummary& t : report.tables) {
     out << fmt::format("{:<{}} {:>9}", t.store + " " + t.table, width, t.rows);
     for (O o : kShown) out << fmt::format(" {:>9}", t.rowsWith(o));
     out << fmt::format(" {:>11}\n", t.failedStatements);
@@ -85,7 +79,7 @@ void printReport(const MigrationReport& report, std::ostream& out) {
 std::string reportJson(const MigrationReport& report) {
   using Json = nlohmann::ordered_json;
   Json tables = Json::array();
-  for (const TableOutcome& t : report.tables) {
+  for (const TableSummary& t : report.tables) {
     Json outcomes = Json::object();
     for (O o : kShown) outcomes[std::string(shownName(o))] = t.rowsWith(o);
     if (t.rowsWith(O::kUnstated) > 0) outcomes["unstated"] = t.rowsWith(O::kUnstated);

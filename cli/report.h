@@ -1,11 +1,9 @@
 // report.h — the outcome of a run, as text and as JSON.
 //
-// A MigrationReport holds one entry per legacy table sent to a driver: rows
-// in the legacy table; the driver's reports of success and of failure (the
-// completion callback's booleans); what became of the rows (inserted,
-// updated, kept, skipped — by reason — and failed, from each row's outcome
-// report); and the statements that failed in the new database while the
-// table ran, with the first one's message. Then the record count of every
+// A MigrationReport holds the library's summary of each legacy table sent to
+// a driver (TableSummary, plan_summary.h: rows, the driver's reports, what
+// became of the rows, the statements that failed while the table ran, with
+// the first one's message). Then the record count of every
 // new table after the run, the statements that failed during the whole run,
 // and the legacy tables that were present but that no driver converts.
 //
@@ -29,38 +27,18 @@
 // "local time (platform C library)".
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "migration/row_outcome.h"
+#include "migration/plan_summary.h"
 
 namespace veq {
 
-struct TableOutcome {
-  std::string store;
-  std::string table;
-  int64_t rows = 0;
-  int64_t succeeded = 0;  // driver reports of success
-  int64_t failed = 0;     // driver reports of failure
-
-  // Row outcomes, indexed by VEQRowOutcome; skips also by reason.
-  std::array<int64_t, static_cast<size_t>(VEQRowOutcome::kWriteFailed) + 1> outcomes{};
-  std::array<int64_t, static_cast<size_t>(VEQSkipReason::kCount)> skipReasons{};
-  int64_t failedStatements = 0;
-  std::string firstError;
-  bool rolledBack = false;  // stopped by a fatal write error: nothing kept
-
-  // Counts one driver report and the row report that goes with it.
-  void count(bool success, const VEQRowReport& row);
-  int64_t rowsWith(VEQRowOutcome outcome) const { return outcomes[static_cast<size_t>(outcome)]; }
-};
-
 struct MigrationReport {
-  std::vector<TableOutcome> tables;
+  std::vector<TableSummary> tables;
   std::vector<std::pair<std::string, int64_t>> newRecords;  // table, records
   int64_t failedStatements = 0;
   std::vector<std::pair<std::string, std::string>> notConverted;  // store, table

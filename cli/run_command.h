@@ -6,30 +6,31 @@
 //      the defaults file exists and holds a JSON object; the output is not one
 //      of the inputs, its directory exists, and it is absent, empty or a sound
 //      SQLite database; the JSON report's and the rejects file's places are
-//      writable. The first problem is written to `err` as "veq-migrate: <file>: <problem>" and the
-//      result is 2.
+//      writable. The first problem is written to `err` as
+//      "veq-migrate: <file>: <problem>" and the result is kRefused.
 //   2. Set up: open or create the output (rollback journal, synchronous
-//      NORMAL, a 32 MiB page cache), install the schema, fill the device
-//      registries from the stores' device tables, hand the Android handles to
-//      the legacy reader, load the user defaults. An output that cannot be
-//      written is reported as in phase 1 (result 2), and a file this call
-//      created is removed again.
-//   3. Migrate every table of migration_plan.h that the store holds, each in
-//      its driver's one transaction, counting the driver's reports and each
-//      row's outcome, and attributing the statements that failed during the
-//      table to it (with the first one's message); skipped and failed rows go
-//      to the rejects file. Then save the user defaults, print the report to
-//      `out` (and as JSON to jsonPath) and return 0 when no report failed, no
-//      row failed and no statement failed, else 1. Skips are not failures.
+//      NORMAL, a 32 MiB page cache), install the schema, attach the stores to
+//      the run's session (which fills its device registries and hands it the
+//      Android handles), load the user defaults into it. An output that
+//      cannot be written is reported as in phase 1 (kRefused), and a file
+//      this call created is removed again.
+//   3. Migrate all stores through the run's session (the plan calls of
+//      migration_session.h: every table of the plan that a store holds, each
+//      in its driver's one transaction, summarised per table; the run stops
+//      at a fatal error and that table is rolled back). Skipped and failed
+//      rows go to the rejects file. Then save the user defaults (not after a
+//      stop), print the report to `out` (and as JSON to jsonPath) and return
+//      kOk when no report failed, no row failed and no statement failed, else
+//      kFailures. Skips are not failures.
 //   4. With htmlPath: convert the stores once more into a scratch database
 //      (scratch_migration.h) and write the HTML report, whose calendars set
 //      the days the stores give beside the days the output holds.
 //
 // A run interrupted in phase 3 loses only the table in progress: its
 // transaction is not committed, so SQLite discards it (on close, or on the
-// next open of the file after a kill). All process-wide state (registries,
-// legacy handles, time zone, defaults …) is reset when the call returns
-// (veqResetProcessState). One run at a time per process.
+// next open of the file after a kill). Each call works in a session of its
+// own (registries, legacy handles, time zone, defaults …), made current on
+// the calling thread while it runs and reset when the call returns.
 #pragma once
 
 #include <chrono>
@@ -38,6 +39,7 @@
 #include <ostream>
 #include <string>
 
+#include "cli/exit_status.h"
 #include "cli/report.h"
 #include "collaborators/time_zone.h"
 
@@ -59,14 +61,14 @@ struct RunOptions {
   std::chrono::milliseconds lockWait{10000};
 };
 
-// Exit status: 0 success, 1 finished with failures, 2 refused (nothing written).
+// kOk, kFailures, or kRefused (nothing written); see exit_status.h.
 // When `report` is given it receives the run's report (also with quiet).
-int runMigration(const RunOptions& options, std::ostream& out, std::ostream& err,
+ExitStatus runMigration(const RunOptions& options, std::ostream& out, std::ostream& err,
                  MigrationReport* report = nullptr);
 
 // The zone a run works in: the one --time-zone names (tz database), else the
 // platform's local time (the C library). Throws VEQTimeZoneError, whose text
-// names the zone, when it cannot be resolved; a run then refuses (result 2)
+// names the zone, when it cannot be resolved; a run then refuses (kRefused)
 // with that text.
 std::shared_ptr<const VEQTimeZone> runTimeZone(const RunOptions& options);
 

@@ -27,22 +27,22 @@ namespace veq {
 
 class ScratchMigration {
  public:
-  // Runs the migration; `status` is runMigration's (2: refused).
+  // Runs the migration; `status` is runMigration's.
   ScratchMigration(const RunOptions& stores, const std::string& startFrom, std::ostream& err);
   ~ScratchMigration();
   ScratchMigration(const ScratchMigration&) = delete;
   ScratchMigration& operator=(const ScratchMigration&) = delete;
 
-  int status() const { return status_; }
+  ExitStatus status() const { return status_; }
   const MigrationReport& report() const { return report_; }
-  // The converted database (exists once status() < 2).
+  // The converted database (exists unless status() is kRefused).
   const std::string& databasePath() const { return database_; }
 
  private:
   std::string dir_;
   std::string database_;
   MigrationReport report_;
-  int status_ = 2;
+  ExitStatus status_ = ExitStatus::kRefused;
 };
 
 }  // namespace veq

@@ -17,7 +17,7 @@
 #include "collaborators/db_manager.h"
 #include "collaborators/models.h"
 #include "collaborators/schema_installer.h"
-#include "collaborators/sdk_utility.h"
+#include "migration/migration_session.h"
 #include "collaborators/sql_identifier.h"
 
 namespace veq {
@@ -137,31 +137,31 @@ TableFindings compare(VEQFMDatabase& db, const std::string& table, bool held, in
 
 }  // namespace
 
-int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& err) {
+ExitStatus verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& err) {
   // What the next open of the output would hold: the output itself opened
   // immutable, or a recovered private copy when a log or journal lies beside
   // it (database_inspection.h). Either way the output is only read.
-  std::string problem;
-  const std::shared_ptr<VEQFMDatabase> output = openCheckedDatabase(options.outPath, SQLITE_OPEN_READONLY, &problem);
-  if (!output) {
-    err << fmt::format("veq-migrate: {}: {}\n", options.outPath, problem);
-    return 2;
+  std::shared_ptr<VEQFMDatabase> output;
+  if (const Problem problem = openCheckedDatabase(options.outPath, SQLITE_OPEN_READONLY, &output)) {
+    err << fmt::format("veq-migrate: {}: {}\n", options.outPath, *problem);
+    return ExitStatus::kRefused;
   }
-  const std::string overInput =
-      reportOverInput("verify", options.stores, options.outPath, options.jsonPath, options.htmlPath);
-  if (!overInput.empty()) {
-    err << overInput;
-    return 2;
+  if (const Problem overInput =
+          reportOverInput("verify", options.stores, options.outPath, options.jsonPath, options.htmlPath)) {
+    err << *overInput;
+    return ExitStatus::kRefused;
   }
   ScratchMigration scratch(options.stores, "", err);
-  if (scratch.status() == 2) return 2;
+  if (scratch.status() == ExitStatus::kRefused) return ExitStatus::kRefused;
 
-  VEQSDKUtility::setTimeZone(runTimeZone(options.stores));  // days in the stores' zone (resolved by the scratch run)
+  VEQMigrationSession session;  // days in the stores' zone (resolved by the scratch run)
+  VEQMigrationSession::Scope scope(session);
+  session.setTimeZone(runTimeZone(options.stores));
   VEQFMDatabase db(scratch.databasePath());
   if (!db.openWithFlags(SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI) ||
       !db.executeUpdate("ATTACH DATABASE ? AS o", {output->databasePath()})) {
     err << fmt::format("veq-migrate: {}: cannot be read: {}\n", options.outPath, db.lastErrorMessage());
-    return 2;
+    return ExitStatus::kRefused;
   }
   const std::set<std::string> outputTables = [&] {
     std::set<std::string> names;
@@ -197,7 +197,7 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
     file << Json{{"tables", json}, {"time_zone", {{"name", zone.name}, {"source", zone.source}}}, {"ok", ok}}.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
     if (!file) {
       err << fmt::format("veq-migrate: {}: cannot write the report\n", options.jsonPath);
-      return 2;
+      return ExitStatus::kRefused;
     }
   }
   if (!options.htmlPath.empty()) {
@@ -206,13 +206,12 @@ int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& 
                     ok ? "The output holds everything the stores imply."
                        : "The output does NOT hold everything the stores imply.",
                     tables};
-    std::string error;
-    if (!writeHtmlReport(page, options.htmlPath, &error)) {
-      err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, error);
-      return 2;
+    if (const Problem problem = writeHtmlReport(page, options.htmlPath)) {
+      err << fmt::format("veq-migrate: {}: {}\n", options.htmlPath, *problem);
+      return ExitStatus::kRefused;
     }
   }
-  return ok ? 0 : 1;
+  return ok ? ExitStatus::kOk : ExitStatus::kFailures;
 }
 
 }  // namespace veq

@@ -17,9 +17,10 @@
 // no later conversion can give them again. Each table lists its counts and a few
 // examples of each kind.
 //
-// Exit status: 0 when nothing is missing or differing (extra records, such
-// as those the SDK wrote itself since, do not fail it); 1 otherwise; 2 when
-// a store, the output or a report path cannot be used. Nothing is written
+// Exit status: kOk when nothing is missing or differing (extra records,
+// such as those the SDK wrote itself since, do not fail it); kFailures
+// otherwise; kRefused when a store, the output or a report path cannot be
+// used. Nothing is written
 // but the --json and --html reports asked for.
 //
 // The output is judged by what the next open of it would hold, as the SDK
@@ -49,6 +50,6 @@ struct VerifyOptions {
   int examples = 3;     // examples per kind and table
 };
 
-int verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& err);
+ExitStatus verifyOutput(const VerifyOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace veq

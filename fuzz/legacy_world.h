@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "fixtures/fixture_tables.h"
-#include "cli/migration_plan.h"
+#include "migration/migration_plan.h"
 #include "collaborators/fmdb.h"
 
 namespace veq::fuzz {

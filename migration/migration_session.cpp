@@ -59,6 +59,7 @@ void VEQMigrationSession::reset() {
   manager_->serialNumber_ = 0;
   rowReport_ = VEQRowReport{};
   straightforwardPaths_ = false;
+  attachedStores_.clear();
   collaborators_->reset();
 }
 

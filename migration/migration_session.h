@@ -39,6 +39,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "collaborators/collaborator_state.h"
 #include "collaborators/time_zone.h"
@@ -49,6 +50,11 @@ namespace veq {
 class VEQProDBManager;
 class VEQOldDBManager;
 class VEQUserDefaults;
+class VEQFMDatabaseQueue;
+enum class LegacyStore;
+struct LegacyStoreKind;
+struct MigrationListener;
+struct MigrationSummary;
 
 class VEQMigrationSession {
  public:
@@ -93,8 +99,33 @@ class VEQMigrationSession {
   std::shared_ptr<const VEQTimeZone> timeZone() const;
   void setFixedNow(std::optional<int64_t> epochSeconds);
 
-  // Back to what a new session holds.
+  // Back to what a new session holds (attached stores forgotten too).
   void reset();
+
+  // ==== The plan: whole legacy stores (session_plan.cpp) ====================
+  // Which tables run, in what order and through which driver is
+  // migration_plan.h; what the calls report is plan_summary.h. Each call
+  // makes this session current on the calling thread while it works.
+  //
+  // attachLegacyStore fills this session's registry of the store's kind from
+  // its device table and, for the Android kinds, hands the handle to this
+  // session's legacy reader. Attaching a kind again replaces its store.
+  // detachLegacyStores forgets the attached stores (not the registries).
+  void attachLegacyStore(LegacyStore kind, VEQFMDatabaseQueue* store);
+  void detachLegacyStores();
+  // migrateStore runs every step of the kind's store whose table the store
+  // holds, each in its driver's one transaction, into `output` (schema
+  // installed); a table the store holds and no step names is listed as not
+  // converted. It stops after a table that ended in a fatal error (see
+  // plan_summary.h) and says why. Throws std::invalid_argument when no store
+  // of that kind is attached.
+  MigrationSummary migrateStore(LegacyStore kind, VEQFMDatabaseQueue* output,
+                                const MigrationListener* listener = nullptr);
+  // migrateAllStores runs the attached stores in plan order (iOS, Android,
+  // Android cloud) and stops where a store's run stopped.
+  MigrationSummary migrateAllStores(VEQFMDatabaseQueue* output, const MigrationListener* listener = nullptr);
+
+  // ==== End of the plan ======================================================
 
  private:
   struct UseProcessDefaults {};
@@ -105,6 +136,13 @@ class VEQMigrationSession {
   std::unique_ptr<VEQProDBManager> manager_;
   VEQRowReport rowReport_;
   bool straightforwardPaths_ = false;
+
+  // The plan's attached stores.
+  struct AttachedStore {
+    const LegacyStoreKind* kind;
+    VEQFMDatabaseQueue* store;
+  };
+  std::vector<AttachedStore> attachedStores_;  // in plan order
 };
 
 }  // namespace veq

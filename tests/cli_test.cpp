@@ -16,8 +16,10 @@
 #include <thread>
 
 #include "cli/database_inspection.h"
-#include "cli/migration_plan.h"
+#include "migration/migration_plan.h"
 #include "cli/run_command.h"
+#include "migration/migration_session.h"
+#include "migration/plan_summary.h"
 #include "collaborators/models.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/sync_sql_manager.h"
@@ -314,19 +316,129 @@ TEST(MigrationPlan, EveryKnownTableOnceRegistryTableFirst) {
   }
 }
 
-TEST_F(CliTest, RegistryRecordsKeepTheLookUpColumnsAsTheLookUpsCompareThem) {
-  VEQFMDatabase legacy(path("ios.sqlite").string());
-  ASSERT_TRUE(legacy.open());
-  ASSERT_TRUE(legacy.executeStatements(
-      "CREATE TABLE t_user_device (user_id INTEGER, smart_device_id TEXT, band_status INTEGER, extra TEXT);"
-      "INSERT INTO t_user_device VALUES (100001, 'AA:BB:CC:DD:EE:01', 1, 'x');"));
-  legacy.close();
-  auto db = std::make_shared<VEQFMDatabase>(path("ios.sqlite").string());
-  ASSERT_TRUE(db->openWithFlags(SQLITE_OPEN_READONLY));
-  VEQFMDatabaseQueue queue(db);
-  const std::vector<VEQDict> records = registryRecords(legacyStoreKinds().front(), &queue);
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_EQ(records[0], (VEQDict{{"user_id", "100001"}, {"smart_device_id", "AA:BB:CC:DD:EE:01"}, {"band_status", 1}}));
+// A session of the plan tests' own; while sessions still share the
+// process's state it is reset on both sides of the test.
+struct PlanSession {
+  PlanSession() { session.reset(); }
+  ~PlanSession() { session.reset(); }
+  VEQMigrationSession session;
+};
+
+std::shared_ptr<VEQFMDatabaseQueue> openQueue(const fs::path& file, int flags = SQLITE_OPEN_READONLY) {
+  auto db = std::make_shared<VEQFMDatabase>(file.string());
+  EXPECT_TRUE(db->openWithFlags(flags)) << file;
+  return std::make_shared<VEQFMDatabaseQueue>(db);
+}
+
+TEST_F(CliTest, AttachingAStoreFillsItsRegistryWithTheLookUpColumnsAndHandsOverItsHandle) {
+  for (const char* file : {"ios.sqlite", "android.sqlite"}) {
+    VEQFMDatabase legacy(path(file).string());
+    ASSERT_TRUE(legacy.open());
+    ASSERT_TRUE(legacy.executeStatements(
+        "CREATE TABLE t_user_device (user_id INTEGER, smart_device_id TEXT, band_status INTEGER, extra TEXT);"
+        "INSERT INTO t_user_device VALUES (100001, 'AA:BB:CC:DD:EE:01', 1, 'x');"
+        "CREATE TABLE BASIC_INFOS (D_ID INTEGER, MAC_ADDRESS TEXT, NAME TEXT);"
+        "INSERT INTO BASIC_INFOS VALUES (7, 'AA:BB:CC:DD:EE:02', 'band');"));
+  }
+  PlanSession plan;
+  const auto ios = openQueue(path("ios.sqlite")), android = openQueue(path("android.sqlite"));
+  plan.session.attachLegacyStore(LegacyStore::kIos, ios.get());
+  plan.session.attachLegacyStore(LegacyStore::kAndroid, android.get());
+  // The look-ups compare the ids as text and the status as stored.
+  EXPECT_EQ(plan.session.manager().iosUserDevices(),
+            (std::vector<VEQDict>{{{"user_id", "100001"}, {"smart_device_id", "AA:BB:CC:DD:EE:01"}, {"band_status", 1}}}));
+  EXPECT_EQ(plan.session.manager().androidUserDevices(),
+            (std::vector<VEQDict>{{{"D_ID", 7}, {"MAC_ADDRESS", "AA:BB:CC:DD:EE:02"}}}));
+  EXPECT_TRUE(plan.session.manager().androidCloudUserDevices().empty());
+  EXPECT_EQ(plan.session.legacyReader().androidQueue(), android.get());
+  EXPECT_THROW(plan.session.migrateStore(LegacyStore::kAndroidCloud, ios.get()), std::invalid_argument);
+}
+
+TEST_F(CliTest, PlanCallsRunAttachedStoresInPlanOrderAndTellTheListenerEveryRow) {
+  fixtures("fx", "--days 2 --devices 1");
+  {
+    VEQFMDatabase ios((path("fx") / "ios.sqlite").string());
+    ASSERT_TRUE(ios.open());
+    ASSERT_TRUE(ios.executeStatements("CREATE TABLE t_unknown (x); INSERT INTO t_unknown VALUES (1);"));
+  }
+  PlanSession plan;
+  ASSERT_TRUE(plan.session.setTimeZone(VEQTimeZone::named("UTC")));
+  const auto android = openQueue(path("fx") / "android.sqlite"), ios = openQueue(path("fx") / "ios.sqlite");
+  const auto output = openQueue(path("new.sqlite"), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  ASSERT_TRUE(veqInstallSchema(output->database().get(), nullptr));
+  plan.session.attachLegacyStore(LegacyStore::kAndroid, android.get());  // attached out of plan order
+  plan.session.attachLegacyStore(LegacyStore::kIos, ios.get());
+
+  std::vector<std::string> events;
+  std::map<std::string, int64_t> rowsHeard;
+  MigrationListener listener;
+  listener.tableStarted = [&](const TableSummary& t) { events.push_back("start " + t.store + " " + t.table); };
+  listener.rowMigrated = [&](const TableSummary& t, int64_t position, const VEQRowReport&) {
+    EXPECT_EQ(position, rowsHeard[t.store + " " + t.table]++);
+  };
+  listener.tableFinished = [&](const TableSummary& t, VEQFMDatabase&) { events.push_back("end " + t.store + " " + t.table); };
+  const MigrationSummary summary = plan.session.migrateAllStores(output.get(), &listener);
+
+  EXPECT_FALSE(summary.stopped());
+  ASSERT_FALSE(summary.tables.empty());
+  // iOS first though attached second; each table started and ended in turn.
+  EXPECT_EQ(summary.tables.front().store, "ios");
+  EXPECT_EQ(summary.tables.back().store, "android");
+  ASSERT_EQ(events.size(), 2 * summary.tables.size());
+  for (size_t i = 0; i < summary.tables.size(); ++i) {
+    const TableSummary& t = summary.tables[i];
+    const std::string name = t.store + " " + t.table;
+    EXPECT_EQ(events[2 * i], "start " + name);
+    EXPECT_EQ(events[2 * i + 1], "end " + name);
+    int64_t outcomes = 0;
+    for (const int64_t n : t.outcomes) outcomes += n;
+    EXPECT_EQ(outcomes, t.succeeded + t.failed) << name;
+    EXPECT_EQ(rowsHeard[name], outcomes) << name;
+    EXPECT_FALSE(t.rolledBack) << name;
+  }
+  int64_t written = 0;
+  for (const std::string& table : veqNewTableNames()) written += count(path("new.sqlite"), "SELECT COUNT(*) FROM " + table);
+  EXPECT_GT(written, 0);
+  EXPECT_EQ(summary.notConverted, (std::vector<std::pair<std::string, std::string>>{{"ios", "t_unknown"}}));
+}
+
+TEST_F(CliTest, AFatalWriteErrorStopsThePlanAfterRollingThatTableBack) {
+  fixtures("fx", "--days 2 --devices 1");
+  {
+    VEQFMDatabase output(path("new.sqlite").string());
+    ASSERT_TRUE(output.open());
+    ASSERT_TRUE(veqInstallSchema(&output, nullptr));
+  }
+  PlanSession plan;
+  ASSERT_TRUE(plan.session.setTimeZone(VEQTimeZone::named("UTC")));
+  const auto ios = openQueue(path("fx") / "ios.sqlite"), android = openQueue(path("fx") / "android.sqlite");
+  const auto output = openQueue(path("new.sqlite"));  // read-only: every write fails
+  plan.session.attachLegacyStore(LegacyStore::kIos, ios.get());
+  plan.session.attachLegacyStore(LegacyStore::kAndroid, android.get());
+  const MigrationSummary summary = plan.session.migrateAllStores(output.get());
+
+  ASSERT_TRUE(summary.stopped());
+  const TableSummary& last = summary.tables.back();
+  EXPECT_TRUE(last.rolledBack);
+  EXPECT_GT(last.failedStatements, 0);
+  EXPECT_EQ(*summary.stopReason, "attempt to write a readonly database while migrating ios " + last.table +
+                                     "; that table was rolled back and the run stopped");
+  for (size_t i = 0; i + 1 < summary.tables.size(); ++i) EXPECT_FALSE(summary.tables[i].rolledBack);
+  EXPECT_EQ(last.store, "ios");  // the Android store never ran
+  EXPECT_TRUE(summary.notConverted.empty());
+
+  // A listener stops a run the same way: the table it stops in is not kept.
+  const auto writable = openQueue(path("new.sqlite"), SQLITE_OPEN_READWRITE);
+  MigrationListener listener;
+  listener.rowMigrated = [](const TableSummary& t, int64_t position, const VEQRowReport& row) {
+    if (t.table == "t_sport_item" && position == 1 && row.outcome == VEQRowOutcome::kInserted) {
+      throw MigrationStopped("enough");
+    }
+  };
+  const MigrationSummary stopped = plan.session.migrateStore(LegacyStore::kIos, writable.get(), &listener);
+  EXPECT_EQ(*stopped.stopReason, "enough while migrating ios t_sport_item; that table was rolled back and the run stopped");
+  EXPECT_TRUE(stopped.tables.back().rolledBack);
+  EXPECT_EQ(count(path("new.sqlite"), "SELECT COUNT(*) FROM health_sport_item"), 0);
 }
 
 TEST_F(CliTest, BadInputsAreRefusedWithOneLineAndNothingWritten) {

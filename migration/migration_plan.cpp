@@ -1,7 +1,9 @@
 // migration_plan.cpp — the order of the legacy tables and the registries.
-#include "cli/migration_plan.h"
+#include "migration/migration_plan.h"
 
 #include <algorithm>
+
+#include "collaborators/sql_identifier.h"
 
 namespace veq {
 
@@ -15,14 +17,18 @@ const std::vector<LegacyStoreKind>& legacyStoreKinds() {
   using P = VEQProDBManager;
   using O = VEQOldDBManager;
   static const std::vector<LegacyStoreKind> kinds = {
-      {"ios", "--ios", "t_user_device", {{"user_id", true}, {"smart_device_id", true}, {"band_status", false}},
+      {LegacyStore::kIos, "ios", "t_user_device", {{"user_id", true}, {"smart_device_id", true}, {"band_status", false}},
        &P::setIosUserDevices, nullptr, true},
-      {"android", "--android", "BASIC_INFOS", {{"D_ID", false}, {"MAC_ADDRESS", true}}, &P::setAndroidUserDevices,
+      {LegacyStore::kAndroid, "android", "BASIC_INFOS", {{"D_ID", false}, {"MAC_ADDRESS", true}}, &P::setAndroidUserDevices,
        &O::setAndroidQueue, false},
-      {"android_cloud", "--android-cloud", "BASIC_INFOS", {{"D_ID", false}, {"MAC_ADDRESS", true}},
+      {LegacyStore::kAndroidCloud, "android_cloud", "BASIC_INFOS", {{"D_ID", false}, {"MAC_ADDRESS", true}},
        &P::setAndroidCloudUserDevices, &O::setAndroidCloudQueue, false},
   };
   return kinds;
+}
+
+const LegacyStoreKind& legacyStoreKind(LegacyStore store) {
+  return legacyStoreKinds().at(static_cast<size_t>(store));
 }
 
 std::vector<MigrationStep> migrationSteps(const LegacyStoreKind& kind) {
@@ -55,6 +61,19 @@ std::vector<VEQDict> registryRecords(const LegacyStoreKind& kind, VEQFMDatabaseQ
     records.push_back(std::move(record));
   }
   return records;
+}
+
+std::set<std::string> tableNames(VEQFMDatabase& db) {
+  std::set<std::string> names;
+  auto rs = db.executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'");
+  while (rs && rs->next()) names.insert(rs->stringForColumn("name"));
+  return names;
+}
+
+int64_t rowCount(VEQFMDatabase& db, const std::string& table) {
+  auto rs = db.executeQuery("SELECT COUNT(*) FROM " + sqlIdentifier(table));
+  if (!rs || !rs->next()) return -1;
+  return rs->objectForColumnIndex(0).integerValue();
 }
 
 }  // namespace veq
