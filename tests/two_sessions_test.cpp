@@ -10,11 +10,12 @@
 #include <vector>
 
 #include "fixtures/fixtures.h"
-#include "cli/migration_plan.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/user_defaults.h"
 #include "migration/driver.h"
+#include "migration/migration_plan.h"
 #include "migration/migration_session.h"
+#include "migration/plan_summary.h"
 #include "test_support.h"
 
 namespace veq {
@@ -66,22 +67,22 @@ std::string migrateUser(const User& user, const std::string& outPath, int64_t* r
   auto outQueue = std::make_shared<VEQFMDatabaseQueue>(out);
 
   std::vector<std::shared_ptr<VEQFMDatabaseQueue>> stores;
-  const char* files[] = {"ios.sqlite", "android.sqlite", "android_cloud.sqlite"};
-  for (size_t i = 0; i < legacyStoreKinds().size(); ++i) {
-    const LegacyStoreKind& kind = legacyStoreKinds()[i];
-    stores.push_back(VEQFMDatabaseQueue::databaseQueueWithPath(user.dir + "/" + files[i]));
-    (session.manager().*kind.setRegistry)(registryRecords(kind, stores.back().get()));
-    if (kind.setQueue) (session.legacyReader().*kind.setQueue)(stores.back().get());
+  const std::pair<LegacyStore, const char*> files[] = {
+      {LegacyStore::kIos, "ios.sqlite"},
+      {LegacyStore::kAndroid, "android.sqlite"},
+      {LegacyStore::kAndroidCloud, "android_cloud.sqlite"}};
+  for (const auto& [kind, file] : files) {
+    stores.push_back(VEQFMDatabaseQueue::databaseQueueWithPath(user.dir + "/" + file));
+    session.attachLegacyStore(kind, stores.back().get());
   }
-  for (size_t i = 0; i < stores.size(); ++i) {
-    for (const MigrationStep& step : migrationSteps(legacyStoreKinds()[i])) {
-      step.driver(step.table, outQueue.get(), stores[i].get(),
-                  [&](const std::string&, VEQFMDatabase*, bool) {
-                    // The report must be this session's own row.
-                    if (VEQProDBManager::lastRowReport().outcome != VEQRowOutcome::kUnstated) ++*rowsReported;
-                  });
-    }
-  }
+  MigrationListener listener;
+  listener.rowMigrated = [&](const TableSummary&, int64_t, const VEQRowReport& row) {
+    // The report must be this session's own row.
+    if (row.outcome != VEQRowOutcome::kUnstated &&
+        &row == &VEQProDBManager::lastRowReport()) ++*rowsReported;
+  };
+  const MigrationSummary summary = session.migrateAllStores(outQueue.get(), &listener);
+  if (summary.stopReason) return *summary.stopReason;
   return "";
 }
 
