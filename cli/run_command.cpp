@@ -103,10 +103,7 @@ class MigrationRun {
   bool rejectsWritten_ = true;
 };
 
-MigrationRun::~MigrationRun() {
-  progress_.finish();
-  session_.reset();
-}
+MigrationRun::~MigrationRun() { progress_.finish(); }
 
 bool MigrationRun::refuse(const std::string& subject, const std::string& problem) {
   err_ << fmt::format("veq-migrate: {}: {}\n", subject, problem);

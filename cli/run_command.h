@@ -30,7 +30,7 @@
 // transaction is not committed, so SQLite discards it (on close, or on the
 // next open of the file after a kill). Each call works in a session of its
 // own (registries, legacy handles, time zone, defaults …), made current on
-// the calling thread while it runs and reset when the call returns.
+// the calling thread while it runs and gone when the call returns.
 #pragma once
 
 #include <chrono>

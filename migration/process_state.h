@@ -12,8 +12,8 @@
 // and running counts read as differences (refused look-ups) are left alone;
 // docs/architecture.md lists what stays process-wide and why.
 //
-// The tool calls it after every run; an app that migrates twice in one
-// process, and tests, can call it between runs. Not while a driver runs.
+// An app that migrates twice in one process through the static operations,
+// and tests, can call it between runs. Not while a driver runs.
 #pragma once
 
 namespace veq {
