@@ -316,14 +316,6 @@ TEST(MigrationPlan, EveryKnownTableOnceRegistryTableFirst) {
   }
 }
 
-// A session of the plan tests' own; while sessions still share the
-// process's state it is reset on both sides of the test.
-struct PlanSession {
-  PlanSession() { session.reset(); }
-  ~PlanSession() { session.reset(); }
-  VEQMigrationSession session;
-};
-
 std::shared_ptr<VEQFMDatabaseQueue> openQueue(const fs::path& file, int flags = SQLITE_OPEN_READONLY) {
   auto db = std::make_shared<VEQFMDatabase>(file.string());
   EXPECT_TRUE(db->openWithFlags(flags)) << file;
@@ -340,18 +332,18 @@ TEST_F(CliTest, AttachingAStoreFillsItsRegistryWithTheLookUpColumnsAndHandsOverI
         "CREATE TABLE BASIC_INFOS (D_ID INTEGER, MAC_ADDRESS TEXT, NAME TEXT);"
         "INSERT INTO BASIC_INFOS VALUES (7, 'AA:BB:CC:DD:EE:02', 'band');"));
   }
-  PlanSession plan;
+  VEQMigrationSession session;  // the plan test's own
   const auto ios = openQueue(path("ios.sqlite")), android = openQueue(path("android.sqlite"));
-  plan.session.attachLegacyStore(LegacyStore::kIos, ios.get());
-  plan.session.attachLegacyStore(LegacyStore::kAndroid, android.get());
+  session.attachLegacyStore(LegacyStore::kIos, ios.get());
+  session.attachLegacyStore(LegacyStore::kAndroid, android.get());
   // The look-ups compare the ids as text and the status as stored.
-  EXPECT_EQ(plan.session.manager().iosUserDevices(),
+  EXPECT_EQ(session.manager().iosUserDevices(),
             (std::vector<VEQDict>{{{"user_id", "100001"}, {"smart_device_id", "AA:BB:CC:DD:EE:01"}, {"band_status", 1}}}));
-  EXPECT_EQ(plan.session.manager().androidUserDevices(),
+  EXPECT_EQ(session.manager().androidUserDevices(),
             (std::vector<VEQDict>{{{"D_ID", 7}, {"MAC_ADDRESS", "AA:BB:CC:DD:EE:02"}}}));
-  EXPECT_TRUE(plan.session.manager().androidCloudUserDevices().empty());
-  EXPECT_EQ(plan.session.legacyReader().androidQueue(), android.get());
-  EXPECT_THROW(plan.session.migrateStore(LegacyStore::kAndroidCloud, ios.get()), std::invalid_argument);
+  EXPECT_TRUE(session.manager().androidCloudUserDevices().empty());
+  EXPECT_EQ(session.legacyReader().androidQueue(), android.get());
+  EXPECT_THROW(session.migrateStore(LegacyStore::kAndroidCloud, ios.get()), std::invalid_argument);
 }
 
 TEST_F(CliTest, PlanCallsRunAttachedStoresInPlanOrderAndTellTheListenerEveryRow) {
@@ -361,13 +353,13 @@ TEST_F(CliTest, PlanCallsRunAttachedStoresInPlanOrderAndTellTheListenerEveryRow)
     ASSERT_TRUE(ios.open());
     ASSERT_TRUE(ios.executeStatements("CREATE TABLE t_unknown (x); INSERT INTO t_unknown VALUES (1);"));
   }
-  PlanSession plan;
-  ASSERT_TRUE(plan.session.setTimeZone(VEQTimeZone::named("UTC")));
+  VEQMigrationSession session;  // the plan test's own
+  ASSERT_TRUE(session.setTimeZone(VEQTimeZone::named("UTC")));
   const auto android = openQueue(path("fx") / "android.sqlite"), ios = openQueue(path("fx") / "ios.sqlite");
   const auto output = openQueue(path("new.sqlite"), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   ASSERT_TRUE(veqInstallSchema(output->database().get(), nullptr));
-  plan.session.attachLegacyStore(LegacyStore::kAndroid, android.get());  // attached out of plan order
-  plan.session.attachLegacyStore(LegacyStore::kIos, ios.get());
+  session.attachLegacyStore(LegacyStore::kAndroid, android.get());  // attached out of plan order
+  session.attachLegacyStore(LegacyStore::kIos, ios.get());
 
   std::vector<std::string> events;
   std::map<std::string, int64_t> rowsHeard;
@@ -377,7 +369,7 @@ TEST_F(CliTest, PlanCallsRunAttachedStoresInPlanOrderAndTellTheListenerEveryRow)
     EXPECT_EQ(position, rowsHeard[t.store + " " + t.table]++);
   };
   listener.tableFinished = [&](const TableSummary& t, VEQFMDatabase&) { events.push_back("end " + t.store + " " + t.table); };
-  const MigrationSummary summary = plan.session.migrateAllStores(output.get(), &listener);
+  const MigrationSummary summary = session.migrateAllStores(output.get(), &listener);
 
   EXPECT_FALSE(summary.stopped());
   ASSERT_FALSE(summary.tables.empty());
@@ -409,13 +401,13 @@ TEST_F(CliTest, AFatalWriteErrorStopsThePlanAfterRollingThatTableBack) {
     ASSERT_TRUE(output.open());
     ASSERT_TRUE(veqInstallSchema(&output, nullptr));
   }
-  PlanSession plan;
-  ASSERT_TRUE(plan.session.setTimeZone(VEQTimeZone::named("UTC")));
+  VEQMigrationSession session;  // the plan test's own
+  ASSERT_TRUE(session.setTimeZone(VEQTimeZone::named("UTC")));
   const auto ios = openQueue(path("fx") / "ios.sqlite"), android = openQueue(path("fx") / "android.sqlite");
   const auto output = openQueue(path("new.sqlite"));  // read-only: every write fails
-  plan.session.attachLegacyStore(LegacyStore::kIos, ios.get());
-  plan.session.attachLegacyStore(LegacyStore::kAndroid, android.get());
-  const MigrationSummary summary = plan.session.migrateAllStores(output.get());
+  session.attachLegacyStore(LegacyStore::kIos, ios.get());
+  session.attachLegacyStore(LegacyStore::kAndroid, android.get());
+  const MigrationSummary summary = session.migrateAllStores(output.get());
 
   ASSERT_TRUE(summary.stopped());
   const TableSummary& last = summary.tables.back();
@@ -435,7 +427,7 @@ TEST_F(CliTest, AFatalWriteErrorStopsThePlanAfterRollingThatTableBack) {
       throw MigrationStopped("enough");
     }
   };
-  const MigrationSummary stopped = plan.session.migrateStore(LegacyStore::kIos, writable.get(), &listener);
+  const MigrationSummary stopped = session.migrateStore(LegacyStore::kIos, writable.get(), &listener);
   EXPECT_EQ(*stopped.stopReason, "enough while migrating ios t_sport_item; that table was rolled back and the run stopped");
   EXPECT_TRUE(stopped.tables.back().rolledBack);
   EXPECT_EQ(count(path("new.sqlite"), "SELECT COUNT(*) FROM health_sport_item"), 0);

@@ -20,12 +20,10 @@ namespace veq {
 
 // A migration session of its own, current on this thread while it lives:
 // the registries, store handles, run state, zone, clock and defaults a test
-// sets belong to it and go with it. It starts and ends with reset(), so a
-// test also finds a clean state where sessions share the process's.
+// sets belong to it and go with it.
 class FreshSession {
  public:
-  FreshSession() { session_.reset(); }
-  ~FreshSession() { session_.reset(); }
+  FreshSession() = default;
   FreshSession(const FreshSession&) = delete;
   FreshSession& operator=(const FreshSession&) = delete;
   VEQMigrationSession& session() { return session_; }
