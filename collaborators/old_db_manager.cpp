@@ -171,31 +171,48 @@ VEQOldDBManager::~VEQOldDBManager() = default;
 
 VEQOldDBManager& VEQOldDBManager::shareInstance() { return VEQCollaboratorState::current().legacyReader(); }
 
+VEQLegacyRows::VEQLegacyRows(VEQFMDatabaseQueue* dbQueue, const std::string& tableName) {
+  db_ = openDatabase(dbQueue);
+  if (!db_) return;
+  const int64_t failedBefore = db_->failedStatementCount();
+  if (!tableExists(db_, tableName)) {
+    whole_ = db_->failedStatementCount() == failedBefore;
+    return;
+  }
+  rs_ = db_->executeQuery("SELECT * FROM " + sqlIdentifier(tableName));
+  if (!rs_) {
+    whole_ = false;
+    return;
+  }
+  columns_ = rs_->columnCount();
+  auto keys = std::make_shared<VEQDict::Keys>();
+  for (int i = 0; i < columns_; ++i) keys->push_back(rs_->columnName(i));
+  row_ = VEQDict(std::move(keys), {});
+}
+
+VEQLegacyRows::~VEQLegacyRows() = default;
+
+bool VEQLegacyRows::next() {
+  if (!rs_) return false;
+  // A step that fails ends the result set exactly as the last row does, so
+  // the connection's failure count across the step tells them apart.
+  const int64_t failedBefore = db_->failedStatementCount();
+  if (!rs_->next()) {
+    whole_ = db_->failedStatementCount() == failedBefore;
+    rs_.reset();
+    return false;
+  }
+  for (int i = 0; i < columns_; ++i) row_.valueAt(static_cast<size_t>(i)) = rs_->objectForColumnIndex(i);
+  return true;
+}
+
 bool VEQOldDBManager::forEachRowWithDbQueue(VEQFMDatabaseQueue* dbQueue, const std::string& tableName,
                                             const std::function<bool(const VEQDict& row)>& each) {
-  VEQFMDatabase* db = openDatabase(dbQueue);
-  if (!db) return true;
-  // A step that fails ends the result set exactly as the last row does, so
-  // the connection's failure count tells them apart. `each` may query the
-  // store itself (counts); its own failures are not the read's.
-  const int64_t failedBefore = db->failedStatementCount();
-  int64_t failedInEach = 0;
-  const auto readFailed = [&] { return db->failedStatementCount() - failedBefore != failedInEach; };
-  if (!tableExists(db, tableName)) return !readFailed();
-  auto rs = db->executeQuery("SELECT * FROM " + sqlIdentifier(tableName));
-  if (!rs) return false;
-  const int columns = rs->columnCount();
-  auto keys = std::make_shared<VEQDict::Keys>();
-  for (int i = 0; i < columns; ++i) keys->push_back(rs->columnName(i));
-  VEQDict row(std::move(keys), {});
-  while (rs->next()) {
-    for (int i = 0; i < columns; ++i) row.valueAt(static_cast<size_t>(i)) = rs->objectForColumnIndex(i);
-    const int64_t failedBeforeRow = db->failedStatementCount();
-    const bool more = each(row);
-    failedInEach += db->failedStatementCount() - failedBeforeRow;
-    if (!more) return true;
+  VEQLegacyRows rows(dbQueue, tableName);
+  while (rows.next()) {
+    if (!each(rows.row())) return true;
   }
-  return !readFailed();
+  return rows.whole();
 }
 
 std::vector<VEQDict> VEQOldDBManager::getOneTableAllDataWithDbQueue(VEQFMDatabaseQueue* dbQueue,

@@ -21,6 +21,13 @@
 // partway through: the error is the legacy database's last), true when it
 // was, when `each` stopped it, and for a missing table or a null queue.
 //
+// VEQLegacyRows is that same read pulled one row at a time: next() reads
+// the following row into row() (valid until the next call), false at the
+// end or at a failed step; whole() then tells them apart. Between calls the
+// caller may query the store as `each` may; those queries' failures are not
+// the read's. A SQLite engine that pulls rows itself (a virtual table
+// feeding an INSERT) reads the legacy table through it.
+//
 // getOneTableCountWithDbQueue: the number of rows a query yields, 0 when the
 // query fails. Item counts are asked once per day row of tables that may
 // hold a million items, so a query of the shape
@@ -59,6 +66,27 @@
 #include "collaborators/value.h"
 
 namespace veq {
+
+class VEQLegacyRows {
+ public:
+  VEQLegacyRows(VEQFMDatabaseQueue* dbQueue, const std::string& tableName);
+  ~VEQLegacyRows();
+  VEQLegacyRows(const VEQLegacyRows&) = delete;
+  VEQLegacyRows& operator=(const VEQLegacyRows&) = delete;
+
+  bool next();
+  const VEQDict& row() const { return row_; }
+  // False when a step failed (or the query could not start): the table was
+  // not read to its end.
+  bool whole() const { return whole_; }
+
+ private:
+  VEQFMDatabase* db_ = nullptr;
+  std::unique_ptr<VEQFMResultSet> rs_;
+  VEQDict row_;
+  int columns_ = 0;
+  bool whole_ = true;
+};
 
 class VEQOldDBManager {
  public:
