@@ -1,0 +1,285 @@
+// The fast way of writing records and the straightforward one, which writes
+// and looks up every record row by row, must leave the same tables and tell
+// every row's story the same way at the same moment: the same outcome,
+// reason and message, the same driver flag, in the same order, each after
+// its row is in the database.
+//
+// The outputs refuse chosen rows (triggers that fail or abort the statement,
+// a partial unique index, a trigger that drops the row silently), so rows
+// fail on insert and on update, in among rows that succeed. Each listener
+// call also reads the output: the highest primary key of every health table
+// (a record reported before it is written shows there), and, for the mixed
+// store, the record under the reported row's keys, which must hold the
+// row's values when it was written and not when its write failed.
+#include <gtest/gtest.h>
+
+#include <date/date.h>
+#include <fmt/format.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "collaborators/fmdb.h"
+#include "collaborators/schema_installer.h"
+#include "collaborators/sync_sql_manager.h"
+#include "collaborators/user_defaults.h"
+#include "fixtures/fixture_mixed.h"
+#include "fixtures/fixtures.h"
+#include "migration/migration_plan.h"
+#include "migration/migration_session.h"
+#include "migration/plan_summary.h"
+#include "test_support.h"
+
+namespace veq {
+namespace {
+
+static_assert(kMixedMarkedSteps[0] == 4242 && kMixedMarkedSteps[1] == 4343 && kMixedMarkedSteps[2] == 4444 &&
+              kMixedMarkedSteps[3] == 4545);
+
+// 4242 fails its statement, 4343 aborts it, a second 4444 breaks a unique
+// index, 4545 is dropped without an error; on the fixtures' item tables
+// some ordinary values fail too.
+std::string refusals() {
+  std::string sql;
+  int triggers = 0;
+  const auto refuse = [&](const std::string& table, const std::string& when, const std::string& action) {
+    for (const char* event : {"INSERT", "UPDATE"}) {
+      sql += fmt::format("CREATE TRIGGER refuse_{} BEFORE {} ON {} WHEN {} BEGIN SELECT RAISE({}); END;", ++triggers,
+                         event, table, when, action);
+    }
+  };
+  for (const auto& [table, steps] : {std::pair{"health_sport_item", "steps"}, {"health_sport", "total_steps"}}) {
+    const std::string t = table, s = steps;
+    refuse(t, "NEW." + s + " = 4242", "FAIL, '" + s + " 4242 refused'");
+    refuse(t, "NEW." + s + " = 4343", "ABORT, '" + s + " 4343 refused'");
+    sql += fmt::format("CREATE UNIQUE INDEX refuse_{0}_twice ON {0} ({1}) WHERE {1} = 4444;", t, s);
+    sql += fmt::format("CREATE TRIGGER refuse_{0}_silently BEFORE INSERT ON {0} WHEN NEW.{1} = 4545 "
+                       "BEGIN SELECT RAISE(IGNORE); END;", t, s);
+  }
+  refuse("health_sport_item", "NEW.steps % 97 = 13", "FAIL, 'steps % 97 refused'");
+  refuse("health_heart_rate_item", "NEW.heart_rate % 29 = 3", "ABORT, 'rate % 29 refused'");
+  return sql;
+}
+
+// The highest pk of every health table, as one text.
+std::string healthHighWater(VEQFMDatabase& db) {
+  static const std::string sql = [] {
+    std::string columns;
+    for (const std::string& t : VEQSyncSqlManager::healthTableNames()) {
+      columns += fmt::format("{}(SELECT max(pk) FROM {})", columns.empty() ? "" : ", ", t);
+    }
+    return "SELECT " + columns;
+  }();
+  std::string text;
+  auto rs = db.executeQuery(sql);
+  for (int i = 0; rs && rs->next() && i < rs->columnCount(); ++i) text += rs->objectForColumnIndex(i).description() + ",";
+  return text;
+}
+
+int64_t utcDayStart(int64_t seconds) { return seconds - (seconds % 86400 + 86400) % 86400; }
+
+int64_t utcDayStampOf(int64_t ymd) {
+  const date::year_month_day d{date::year(int(ymd / 10000)), date::month(unsigned(ymd / 100 % 100)),
+                               date::day(unsigned(ymd % 100))};
+  return int64_t{date::sys_days{d}.time_since_epoch().count()} * 86400;
+}
+
+// Reads the record a reported mixed-store row went to and says what is
+// wrong with it, or "". Rows of days without serial numbers are numbered
+// 1, 2, … per day met, as the migration numbers them.
+class MixedReadback {
+ public:
+  std::string check(VEQFMDatabase& db, const std::string& table, const VEQRowReport& report) {
+    const VEQDict& row = *report.row;
+    const std::string mac = row["smart_device_id"].description();
+    const int64_t time = row.integerForKey(table == "t_and_weight_data" ? "time_string" : "date");
+    if (mac.empty() || time < 1) return "";
+    if (table == "t_sport_item") {
+      int64_t serial = row.integerForKey("serial_number");
+      if (serial == 0) {
+        serial = time == numberedDay_ ? ++lastSerial_ : (lastSerial_ = 1);
+        numberedDay_ = time;
+      }
+      return expect(db, report, "SELECT steps FROM health_sport_item WHERE mac_addr = ? AND day_stamp = ? AND serial_number = ?",
+                    {mac, utcDayStampOf(time), serial}, row["sport_count"]);
+    }
+    if (table == "t_sport_data") {
+      return expect(db, report, "SELECT total_steps FROM health_sport WHERE mac_addr = ? AND day_stamp = ?",
+                    {mac, utcDayStampOf(time)}, row["total_step"]);
+    }
+    if (table == "t_and_weight_data") {
+      return expect(db, report,
+                    "SELECT measure_stamp || '/' || CAST(weight AS REAL) FROM health_weight WHERE day_stamp = ?",
+                    {utcDayStart(time)}, fmt::format("{}/{:.1f}", time, row.doubleForKey("weight_value_cn")));
+    }
+    return "";
+  }
+
+ private:
+  static std::string expect(VEQFMDatabase& db, const VEQRowReport& report, const std::string& sql, const VEQArray& keys,
+                            const VEQValue& value) {
+    auto rs = db.executeQuery(sql, keys);
+    const VEQValue found = rs && rs->next() ? rs->objectForColumnIndex(0) : VEQValue();
+    const bool holds = found.description() == value.description();
+    switch (report.outcome) {
+      case VEQRowOutcome::kInserted:
+      case VEQRowOutcome::kUpdated:
+        if (holds || value.description() == "4545") return "";
+        return fmt::format("reported {} but the record under its keys holds {}, not {}",
+                           veqOutcomeName(report.outcome), found.description(), value.description());
+      case VEQRowOutcome::kWriteFailed:
+        return holds ? "reported failed but its record holds " + value.description() : "";
+      default:
+        return "";
+    }
+  }
+
+  int64_t numberedDay_ = 0;
+  int64_t lastSerial_ = 0;
+};
+
+// What one migration into one output told and left.
+struct Told {
+  std::vector<std::string> rows;      // one line per listener call, in order
+  std::vector<std::string> problems;  // read-back failures
+  std::vector<std::string> stops;
+};
+
+struct Stores {
+  std::string ios, android, androidCloud, defaults;  // empty: none
+};
+
+// Migrates `stores` into the output at `outPath` (created with its schema
+// and refusals when new) in a session of its own, as the tool does.
+void migrate(const Stores& stores, const std::string& outPath, bool straightforward, bool readMixed, Told& told) {
+  VEQMigrationSession session;
+  VEQMigrationSession::Scope scope(session);
+  session.useStraightforwardPaths(straightforward);
+  session.setTimeZone(VEQTimeZone::fixed(0, "UTC"));
+  session.setFixedNow(1700000000);
+  std::string error;
+  if (!stores.defaults.empty()) {
+    ASSERT_TRUE(session.userDefaults().loadFromFile(stores.defaults, &error)) << error;
+  }
+
+  auto out = VEQFMDatabase::databaseWithPath(outPath);
+  ASSERT_TRUE(out->open() && out->executeStatements("PRAGMA synchronous=OFF"));
+  if (queryInt(out.get(), "SELECT count(*) FROM sqlite_master") == 0) {
+    ASSERT_TRUE(veqInstallSchema(out.get(), &error)) << error;
+    ASSERT_TRUE(out->executeStatements(refusals())) << out->lastErrorMessage();
+  }
+  auto output = std::make_shared<VEQFMDatabaseQueue>(out);
+  std::vector<std::shared_ptr<VEQFMDatabaseQueue>> queues;
+  for (const auto& [kind, path] : {std::pair{LegacyStore::kIos, stores.ios}, {LegacyStore::kAndroid, stores.android},
+                                   {LegacyStore::kAndroidCloud, stores.androidCloud}}) {
+    if (path.empty()) continue;
+    queues.push_back(VEQFMDatabaseQueue::databaseQueueWithPath(path));
+    session.attachLegacyStore(kind, queues.back().get());
+  }
+
+  MixedReadback readback;
+  MigrationListener listener;
+  listener.rowMigrated = [&](const TableSummary& table, int64_t position, const VEQRowReport& row) {
+    std::string line = fmt::format("{} {} #{} yes={} no={} {}", table.store, table.table, position, table.succeeded,
+                                   table.failed, veqOutcomeName(row.outcome));
+    if (row.outcome == VEQRowOutcome::kSkipped) line += ":" + std::string(veqSkipReasonName(row.reason));
+    if (row.outcome == VEQRowOutcome::kWriteFailed) line += " '" + row.message + "'";
+    line += " | " + healthHighWater(*out);
+    if (readMixed && row.row) {
+      if (std::string problem = readback.check(*out, table.table, row); !problem.empty()) {
+        told.problems.push_back(line + ": " + problem);
+      }
+    }
+    told.rows.push_back(std::move(line));
+  };
+  const MigrationSummary summary = session.migrateAllStores(output.get(), &listener);
+  if (summary.stopReason) told.stops.push_back(*summary.stopReason);
+}
+
+// Every table of a database, each row as one text, in rowid order.
+std::vector<std::string> tableTexts(const std::string& path) {
+  std::vector<std::string> texts;
+  for (const auto& [table, rows] : dumpDatabase(path)) {
+    for (const std::string& row : rows) texts.push_back(table + ": " + row);
+  }
+  return texts;
+}
+
+// The first line where `fast` and `plain` differ, with its neighbours.
+void expectSameLines(const std::vector<std::string>& fast, const std::vector<std::string>& plain, const char* what) {
+  for (size_t i = 0; i < std::min(fast.size(), plain.size()); ++i) {
+    if (fast[i] == plain[i]) continue;
+    ADD_FAILURE() << what << " differ at line " << i << (i > 0 ? "\n  both:  " + plain[i - 1] : "")
+                  << "\n  fast:  " << fast[i] << "\n  plain: " << plain[i];
+    return;
+  }
+  EXPECT_EQ(fast.size(), plain.size()) << what << " of unequal length; the longer goes on with "
+                                       << (fast.size() > plain.size() ? fast : plain)[std::min(fast.size(), plain.size())];
+}
+
+// How many lines contain `text`.
+size_t linesWith(const std::vector<std::string>& lines, const std::string& text) {
+  return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.find(text) != std::string::npos; });
+}
+
+// Runs the same sequence of migrations into two outputs, one per path, and
+// requires the same story and the same tables. Returns the fast path's rows.
+std::vector<std::string> expectBothPathsAlike(const ScratchDir& dir, const std::vector<Stores>& runs, bool readMixed) {
+  Told told[2];
+  for (const bool straightforward : {false, true}) {
+    Told& t = told[straightforward];
+    for (size_t run = 0; run < runs.size(); ++run) {
+      t.rows.push_back(fmt::format("---- run {}", run));
+      migrate(runs[run], dir / (straightforward ? "plain.sqlite" : "fast.sqlite"), straightforward, readMixed, t);
+    }
+  }
+  expectSameLines(told[0].rows, told[1].rows, "listener calls");
+  expectSameLines(tableTexts(dir / "fast.sqlite"), tableTexts(dir / "plain.sqlite"), "output rows");
+  EXPECT_EQ(told[0].stops, told[1].stops);
+  for (const Told& t : told) {
+    EXPECT_TRUE(t.problems.empty()) << t.problems.size() << " rows read back wrong; the first: " << t.problems.front();
+  }
+  return told[0].rows;
+}
+
+TEST(StreamEquivalenceTest, MixedStoresTellEveryRowAlikeOnBothPaths) {
+  ScratchDir dir;
+  std::string error;
+  std::vector<std::string> macs;
+  // An earlier store of two of the devices fills the output first, so the
+  // later store's keys fall below, between and above what it holds.
+  ASSERT_TRUE(generateMixedStore({dir / "earlier.sqlite", 2, 2, 10}, nullptr, &error)) << error;
+  ASSERT_TRUE(generateMixedStore({dir / "mixed.sqlite", 1, 4, 16}, &macs, &error)) << error;
+  Stores earlier, mixed;
+  earlier.ios = dir / "earlier.sqlite";
+  mixed.ios = dir / "mixed.sqlite";
+  // The mixed store twice: the second time every record exists.
+  const std::vector<std::string> rows = expectBothPathsAlike(dir, {earlier, mixed, mixed}, true);
+
+  // The stores hold what they are meant to: every kind of outcome, and
+  // each kind of refusal on both inserts and updates.
+  for (const char* outcome : {"inserted", "updated", "skipped:no_device_key", "skipped:no_date"}) {
+    EXPECT_GT(linesWith(rows, outcome), 10u) << outcome;
+  }
+  for (const char* refused : {"steps 4242 refused", "steps 4343 refused", "UNIQUE constraint failed: health_sport_item",
+                              "total_steps 4242 refused", "total_steps 4343 refused"}) {
+    EXPECT_GT(linesWith(rows, refused), 1u) << refused;
+  }
+}
+
+TEST(StreamEquivalenceTest, FixturesTellEveryRowAlikeOnBothPaths) {
+  ScratchDir dir;
+  std::vector<FixtureFile> written;
+  std::string error;
+  ASSERT_TRUE(generateFixtures({dir / "fixtures", 6, 2, 13}, &written, &error)) << error;
+  const Stores all{dir / "fixtures/ios.sqlite", dir / "fixtures/android.sqlite",
+                   dir / "fixtures/android_cloud.sqlite", dir / "fixtures/defaults.json"};
+  const std::vector<std::string> rows = expectBothPathsAlike(dir, {all, all}, false);
+  EXPECT_GT(linesWith(rows, "inserted"), 1000u);
+  EXPECT_GT(linesWith(rows, "updated"), 1000u);
+  EXPECT_GT(linesWith(rows, "refused"), 10u);
+}
+
+}  // namespace
+}  // namespace veq
