@@ -73,7 +73,8 @@ std::string healthHighWater(VEQFMDatabase& db) {
   }();
   std::string text;
   auto rs = db.executeQuery(sql);
-  for (int i = 0; rs && rs->next() && i < rs->columnCount(); ++i) text += rs->objectForColumnIndex(i).description() + ",";
+  if (!rs || !rs->next()) return "unreadable: " + db.lastErrorMessage();
+  for (int i = 0; i < rs->columnCount(); ++i) text += rs->objectForColumnIndex(i).description() + ",";
   return text;
 }
 
