@@ -35,34 +35,69 @@
 namespace veq {
 namespace {
 
-// What the outputs do with the mixed store's marked step counts.
-constexpr int64_t kFailingSteps = kMixedMarkedSteps[0];   // fails its statement
-constexpr int64_t kAbortingSteps = kMixedMarkedSteps[1];  // aborts it, undoing all it wrote
-constexpr int64_t kUniqueSteps = kMixedMarkedSteps[2];    // held by one record at most
-constexpr int64_t kDroppedSteps = kMixedMarkedSteps[3];   // not inserted, and no error
+// What the outputs do with the mixed store's marked step counts (see
+// refuseRows).
+constexpr int64_t kRefusedSteps = kMixedMarkedSteps[0];
+constexpr int64_t kAbortingSteps = kMixedMarkedSteps[1];
+constexpr int64_t kUniqueSteps = kMixedMarkedSteps[2];
+constexpr int64_t kDroppedSteps = kMixedMarkedSteps[3];
 
-// The outputs' refusals: the marked step counts in both sport tables, and
-// some ordinary values of the fixtures' item tables.
-std::string refusals() {
+// Rebuilds the empty `table` with `checks` added to its definition, keeping
+// its indexes.
+void addChecks(VEQFMDatabase& db, const std::string& table, const std::string& checks) {
   std::string sql;
+  std::vector<std::string> indexes;
+  auto rs = db.executeQuery("SELECT type, sql FROM sqlite_master WHERE tbl_name = ? AND sql IS NOT NULL", {table});
+  while (rs && rs->next()) {
+    std::string definition = rs->stringForColumn("sql");
+    if (rs->stringForColumn("type") == "table") {
+      definition.insert(definition.rfind(')'), ", " + checks);
+      sql = "DROP TABLE " + table + ";" + definition + ";" + sql;
+    } else {
+      sql += definition + ";";
+    }
+  }
+  rs.reset();
+  ASSERT_EQ(queryInt(&db, "SELECT count(*) FROM " + table), 0);
+  ASSERT_TRUE(db.executeStatements(sql)) << db.lastErrorMessage();
+}
+
+// Makes a new output refuse chosen rows, in two ways. A trigger on a table
+// makes SQLite read the whole SELECT of an INSERT … SELECT before inserting
+// a row; constraints alone leave the rows to be inserted one by one as they
+// are selected, and a failure then comes in the middle of the statement.
+//   * sport items, by constraints: CHECKs refuse 4242 and 4343 steps, and
+//     ordinary counts of 13 more than a multiple of 97; a partial unique
+//     index lets one record hold 4444;
+//   * sport days, by triggers on insert and update: 4242 total steps fail
+//     the statement, 4343 abort it (undoing all it wrote), a unique index
+//     as above for 4444, and 4545 is not inserted and raises no error;
+//   * heart-rate items (in the fixtures), by a trigger that aborts.
+void refuseRows(VEQFMDatabase& db) {
+  addChecks(db, "health_sport_item",
+            fmt::format("CONSTRAINT refuse_steps_{0} CHECK (steps <> {0}), CONSTRAINT refuse_steps_{1} CHECK "
+                        "(steps <> {1}), CONSTRAINT refuse_steps_97 CHECK (steps % 97 <> 13)",
+                        kRefusedSteps, kAbortingSteps));
+  std::string sql = fmt::format("CREATE UNIQUE INDEX refuse_item_twice ON health_sport_item (steps) WHERE steps = {};",
+                                kUniqueSteps);
   int triggers = 0;
-  const auto refuse = [&](const std::string& table, const std::string& when, const std::string& action) {
-    for (const char* event : {"INSERT", "UPDATE"}) {
+  const auto refuse = [&](const std::string& table, const std::string& when, const std::string& action,
+                          std::initializer_list<const char*> events) {
+    for (const char* event : events) {
       sql += fmt::format("CREATE TRIGGER refuse_{} BEFORE {} ON {} WHEN {} BEGIN SELECT RAISE({}); END;", ++triggers,
                          event, table, when, action);
     }
   };
-  for (const auto& [table, steps] : {std::pair{"health_sport_item", "steps"}, {"health_sport", "total_steps"}}) {
-    const std::string t = table, s = steps;
-    refuse(t, fmt::format("NEW.{} = {}", s, kFailingSteps), fmt::format("FAIL, '{} {} refused'", s, kFailingSteps));
-    refuse(t, fmt::format("NEW.{} = {}", s, kAbortingSteps), fmt::format("ABORT, '{} {} refused'", s, kAbortingSteps));
-    sql += fmt::format("CREATE UNIQUE INDEX refuse_{0}_twice ON {0} ({1}) WHERE {1} = {2};", t, s, kUniqueSteps);
-    sql += fmt::format("CREATE TRIGGER refuse_{0}_silently BEFORE INSERT ON {0} WHEN NEW.{1} = {2} "
-                       "BEGIN SELECT RAISE(IGNORE); END;", t, s, kDroppedSteps);
-  }
-  refuse("health_sport_item", "NEW.steps % 97 = 13", "FAIL, 'steps % 97 refused'");
-  refuse("health_heart_rate_item", "NEW.heart_rate % 29 = 3", "ABORT, 'rate % 29 refused'");
-  return sql;
+  const auto days = [](int64_t steps) { return fmt::format("NEW.total_steps = {}", steps); };
+  refuse("health_sport", days(kRefusedSteps), fmt::format("FAIL, 'total_steps {} refused'", kRefusedSteps),
+         {"INSERT", "UPDATE"});
+  refuse("health_sport", days(kAbortingSteps), fmt::format("ABORT, 'total_steps {} refused'", kAbortingSteps),
+         {"INSERT", "UPDATE"});
+  refuse("health_sport", days(kDroppedSteps), "IGNORE", {"INSERT"});
+  sql += fmt::format("CREATE UNIQUE INDEX refuse_day_twice ON health_sport (total_steps) WHERE total_steps = {};",
+                     kUniqueSteps);
+  refuse("health_heart_rate_item", "NEW.heart_rate % 29 = 3", "ABORT, 'rate % 29 refused'", {"INSERT", "UPDATE"});
+  ASSERT_TRUE(db.executeStatements(sql)) << db.lastErrorMessage();
 }
 
 // The highest pk of every health table, as one text.
@@ -172,7 +207,8 @@ void migrate(const Stores& stores, const std::string& outPath, bool straightforw
   ASSERT_TRUE(out->open() && out->executeStatements("PRAGMA synchronous=OFF"));
   if (queryInt(out.get(), "SELECT count(*) FROM sqlite_master") == 0) {
     ASSERT_TRUE(veqInstallSchema(out.get(), &error)) << error;
-    ASSERT_TRUE(out->executeStatements(refusals())) << out->lastErrorMessage();
+    refuseRows(*out);
+    if (::testing::Test::HasFatalFailure()) return;
   }
   auto output = std::make_shared<VEQFMDatabaseQueue>(out);
   std::vector<std::shared_ptr<VEQFMDatabaseQueue>> queues;
@@ -272,8 +308,9 @@ TEST(StreamEquivalenceTest, MixedStoresTellEveryRowAlikeOnBothPaths) {
   for (const char* outcome : {"inserted", "updated", "skipped:no_device_key", "skipped:no_date"}) {
     EXPECT_GT(linesWith(firstRuns, outcome), 0u) << outcome;
   }
-  for (const char* refused : {"'steps 4242 refused'", "'steps 4343 refused'", "'total_steps 4242 refused'",
-                              "'total_steps 4343 refused'", "'UNIQUE constraint failed: health_sport_item.steps'"}) {
+  for (const char* refused :
+       {"'CHECK constraint failed: refuse_steps_4242'", "'CHECK constraint failed: refuse_steps_4343'",
+        "'UNIQUE constraint failed: health_sport_item.steps'", "'total_steps 4242 refused'", "'total_steps 4343 refused'"}) {
     EXPECT_GT(linesWith(firstRuns, refused), 0u) << refused;
     EXPECT_GT(linesWith(again, refused), 0u) << refused;
   }
@@ -289,7 +326,8 @@ TEST(StreamEquivalenceTest, FixturesTellEveryRowAlikeOnBothPaths) {
   const std::vector<std::string> rows = expectBothPathsAlike(dir, {all, all}, false);
   EXPECT_GT(linesWith(rows, "inserted"), 1000u);
   EXPECT_GT(linesWith(rows, "updated"), 1000u);
-  EXPECT_GT(linesWith(rows, "refused"), 10u);
+  EXPECT_GT(linesWith(rows, "refuse_steps_97"), 10u);
+  EXPECT_GT(linesWith(rows, "rate % 29 refused"), 10u);
 }
 
 }  // namespace
