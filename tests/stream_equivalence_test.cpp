@@ -4,9 +4,10 @@
 // reason and message, the same driver flag, in the same order, each after
 // its row is in the database.
 //
-// The outputs refuse chosen rows (triggers that fail or abort the statement,
-// a partial unique index, a trigger that drops the row silently), so rows
-// fail on insert and on update, in among rows that succeed. Each listener
+// The outputs refuse chosen rows (CHECK constraints and partial unique
+// indexes, which fail a row in the middle of a multi-row INSERT; triggers
+// that fail or abort the statement or drop the row silently), so rows fail
+// on insert and on update, in among rows that succeed. Each listener
 // call also reads the output: the highest primary key of every health table
 // (a record reported before it is written shows there), and, for the mixed
 // store, the record under the reported row's keys, which must hold the
