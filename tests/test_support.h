@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -79,6 +80,28 @@ struct ScratchDir {
 inline int64_t queryInt(VEQFMDatabase* db, const std::string& sql) {
   auto rs = db->executeQuery(sql);
   return rs && rs->next() ? rs->objectForColumnIndex(0).integerValue() : -1;
+}
+
+// Every table of a database, every row in stored order, as texts.
+using Dump = std::map<std::string, std::vector<std::string>>;
+
+inline Dump dumpDatabase(const std::string& path) {
+  auto db = VEQFMDatabase::databaseWithPath(path);
+  EXPECT_TRUE(db->open());
+  Dump dump;
+  std::vector<std::string> tables;
+  auto names = db->executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
+  while (names && names->next()) tables.push_back(names->objectForColumnIndex(0).description());
+  for (const std::string& table : tables) {
+    std::vector<std::string>& rows = dump[table];
+    auto rs = db->executeQuery("SELECT * FROM \"" + table + "\" ORDER BY rowid");
+    while (rs && rs->next()) {
+      std::string row;
+      for (int i = 0; i < rs->columnCount(); ++i) row += rs->objectForColumnIndex(i).description() + "|";
+      rows.push_back(std::move(row));
+    }
+  }
+  return dump;
 }
 
 // The last row's outcome as "inserted", "skipped:no_date" ….

@@ -4,7 +4,6 @@
 // mutable.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,28 +27,6 @@ struct User {
   std::shared_ptr<const VEQTimeZone> zone;
   int64_t now;
 };
-
-// Every table of a database, every row in stored order, as texts.
-using Dump = std::map<std::string, std::vector<std::string>>;
-
-Dump dumpDatabase(const std::string& path) {
-  auto db = VEQFMDatabase::databaseWithPath(path);
-  EXPECT_TRUE(db->open());
-  Dump dump;
-  std::vector<std::string> tables;
-  auto names = db->executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
-  while (names && names->next()) tables.push_back(names->objectForColumnIndex(0).description());
-  for (const std::string& table : tables) {
-    std::vector<std::string>& rows = dump[table];
-    auto rs = db->executeQuery("SELECT * FROM \"" + table + "\" ORDER BY rowid");
-    while (rs && rs->next()) {
-      std::string row;
-      for (int i = 0; i < rs->columnCount(); ++i) row += rs->objectForColumnIndex(i).description() + "|";
-      rows.push_back(std::move(row));
-    }
-  }
-  return dump;
-}
 
 // One user's whole migration in a session of its own, as the tool runs it:
 // all registries and handles first, then every store's tables in order.
