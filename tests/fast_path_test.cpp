@@ -45,11 +45,24 @@ std::optional<VEQArray> healthLookupKeys(VEQHealthTable table, std::string_view 
 
 TEST(FastPathTest, StreamedRowsAreTheListsRowsInOneReusedRow) {
   auto queue = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+  // Values are assigned into the reused row in place: each row must still
+  // read exactly as stored, whatever the row before held in that column (a
+  // longer text, a text before a number or a NULL, bytes before a text).
   ASSERT_TRUE(queue->database()->executeStatements(
       "CREATE TABLE t (a INTEGER, b TEXT, c);"
-      "INSERT INTO t VALUES (1, 'x', 1.5), (2, NULL, x'6869'), (3, 'z', NULL)"));
+      "INSERT INTO t VALUES (1, 'x', 1.5), (2, NULL, x'6869'), (3, 'z', NULL),"
+      " (4, 'a text longer than any short-string buffer', 'AA:BB:CC:DD:EE:01'), (5, 'ab', 7), (6, '', 'q')"));
   const std::vector<VEQDict> list = VEQOldDBManager::getOneTableAllDataWithDbQueue(queue.get(), "t");
-  ASSERT_EQ(list.size(), 3u);
+  ASSERT_EQ(list.size(), 6u);
+  const std::vector<std::vector<VEQValue>> stored = {
+      {1, "x", 1.5}, {2, nullptr, "hi"}, {3, "z", nullptr},
+      {4, "a text longer than any short-string buffer", "AA:BB:CC:DD:EE:01"}, {5, "ab", 7}, {6, "", "q"}};
+  for (size_t i = 0; i < stored.size(); ++i) {
+    for (size_t c = 0; c < 3; ++c) {
+      EXPECT_EQ(list[i].valueAt(c), stored[i][c]) << "row " << i << " column " << c;
+      EXPECT_EQ(list[i].valueAt(c).kind(), stored[i][c].kind()) << "row " << i << " column " << c;
+    }
+  }
 
   std::vector<VEQDict> seen;
   std::vector<const VEQDict*> addresses;
