@@ -21,6 +21,7 @@
 #include "collaborators/sync_sql_manager.h"
 #include "migration/driver.h"
 #include "migration/health_record.h"
+#include "migration/ios_health/legacy_day.h"
 #include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
 #include "test_support.h"
@@ -282,6 +283,24 @@ TEST_F(FastPathSessionTest, RememberedStampNormalisationFollowsTheZoneAndTheYear
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("Asia/Tokyo"));
   EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("1710460800", &c), "1710460800");
   EXPECT_EQ(c.hour, 9);
+}
+
+TEST_F(FastPathSessionTest, RememberedLegacyDayFollowsTheZoneAndTheYear) {
+  // The same legacy date asked again under another zone or in another year
+  // must be computed again, not answered from the last day remembered.
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  VEQSDKUtility::setFixedNow(1717200000);  // 2024
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("Asia/Tokyo"));
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710428400");
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
+
+  EXPECT_EQ(veqLegacyDay(25600101)->components.year, 2017);  // Buddhist era seen from 2024
+  VEQSDKUtility::setFixedNow(4115491200);                    // 2100
+  EXPECT_EQ(veqLegacyDay(25600101)->components.year, 2560);
+  EXPECT_FALSE(veqLegacyDay(0));
 }
 
 // Every table of a database, each as the text of its rows in key order.
