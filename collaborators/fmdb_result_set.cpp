@@ -92,17 +92,38 @@ VEQValue VEQFMResultSet::objectForColumn(std::string_view name) const {
 }
 
 VEQValue VEQFMResultSet::objectForColumnIndex(int index) const {
-  if (!stmt_ || index < 0 || index >= columnCount()) return VEQValue();
-  switch (sqlite3_column_type(stmt_, index)) {
-    case SQLITE_INTEGER: return VEQValue(static_cast<long long>(sqlite3_column_int64(stmt_, index)));
-    case SQLITE_FLOAT: return VEQValue(sqlite3_column_double(stmt_, index));
-    case SQLITE_TEXT: return VEQValue(columnText(stmt_, index));
-    case SQLITE_BLOB: {
-      const void* bytes = sqlite3_column_blob(stmt_, index);
-      const int size = sqlite3_column_bytes(stmt_, index);
-      return VEQValue(bytes ? std::string(static_cast<const char*>(bytes), static_cast<size_t>(size)) : std::string());
+  VEQValue value;
+  assignColumnIndex(index, &value);
+  return value;
+}
+
+void VEQFMResultSet::assignColumnIndex(int index, VEQValue* value) const {
+  if (!stmt_ || index < 0 || index >= columnCount()) {
+    value->assignNull();
+    return;
+  }
+  // One call into the statement; the column's value is then read as it is
+  // stored, without a type conversion, on the thread that steps the query
+  // (which is what makes reading an unprotected value safe).
+  sqlite3_value* column = sqlite3_column_value(stmt_, index);
+  switch (sqlite3_value_type(column)) {
+    case SQLITE_INTEGER: value->assignInteger(sqlite3_value_int64(column)); return;
+    case SQLITE_FLOAT: value->assignReal(sqlite3_value_double(column)); return;
+    case SQLITE_TEXT: {
+      // The text first, then its length: sqlite3_value_bytes after
+      // sqlite3_value_text gives the length of that UTF-8 text.
+      const unsigned char* text = sqlite3_value_text(column);
+      const size_t size = static_cast<size_t>(sqlite3_value_bytes(column));
+      value->assignText(text ? std::string_view(reinterpret_cast<const char*>(text), size) : std::string_view());
+      return;
     }
-    default: return VEQValue();
+    case SQLITE_BLOB: {
+      const void* bytes = sqlite3_value_blob(column);
+      const size_t size = static_cast<size_t>(sqlite3_value_bytes(column));
+      value->assignText(bytes ? std::string_view(static_cast<const char*>(bytes), size) : std::string_view());
+      return;
+    }
+    default: value->assignNull();
   }
 }
 

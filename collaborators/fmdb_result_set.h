@@ -42,6 +42,9 @@ class VEQFMResultSet {
   double doubleForColumn(std::string_view name) const;
   VEQValue objectForColumn(std::string_view name) const;
   VEQValue objectForColumnIndex(int index) const;
+  // The same value, assigned into *value in place (VEQValue::assignText):
+  // a reader that refills one row reuses its texts' storage.
+  void assignColumnIndex(int index, VEQValue* value) const;
   // Whether the value at `index` is a BLOB, which objectForColumnIndex
   // gives as a text of its bytes.
   bool columnIsBlobAtIndex(int index) const;

@@ -119,12 +119,14 @@ std::optional<GroupCounts> groupCounts(VEQFMDatabase* db, const VEQEqualityFilte
   const int n = static_cast<int>(filter.columns.size());
   GroupCounts counts;
   std::string key;
+  VEQValue value;  // refilled in place for every value of the pass
   while (rs->next()) {
     key.clear();
     bool comparable = true;  // NULL and BLOB values never equal a literal
     for (int i = 0; comparable && i < n; ++i) {
-      const VEQValue value = rs->objectForColumnIndex(i);
-      comparable = !value.isNull() && !rs->columnIsBlobAtIndex(i);
+      rs->assignColumnIndex(i, &value);
+      // A BLOB reads as a text of its bytes; only a text can be one.
+      comparable = !value.isNull() && !(value.isText() && rs->columnIsBlobAtIndex(i));
       if (comparable) appendCanonical(&key, value);
     }
     if (comparable) ++counts[key];
@@ -202,7 +204,8 @@ bool VEQLegacyRows::next() {
     rs_.reset();
     return false;
   }
-  for (int i = 0; i < columns_; ++i) row_.valueAt(static_cast<size_t>(i)) = rs_->objectForColumnIndex(i);
+  // Assigned in place: the row's texts keep their storage from row to row.
+  for (int i = 0; i < columns_; ++i) rs_->assignColumnIndex(i, &row_.valueAt(static_cast<size_t>(i)));
   return true;
 }
 

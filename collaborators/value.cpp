@@ -154,6 +154,14 @@ const VEQDict& VEQValue::dict() const {
   return kEmpty;
 }
 
+void VEQValue::assignText(std::string_view s) {
+  if (std::string* text = std::get_if<std::string>(&v_)) {
+    text->assign(s);
+  } else {
+    v_.emplace<std::string>(s);
+  }
+}
+
 bool operator==(const VEQValue& a, const VEQValue& b) {
   if (a.kind() != b.kind()) return false;
   switch (a.kind()) {

@@ -79,6 +79,14 @@ class VEQValue {
   const VEQArray& array() const;
   const VEQDict& dict() const;
 
+  // In-place assignment, for a reader that refills one row per legacy row:
+  // a text assigned over a text reuses that text's storage, so a column of
+  // texts no longer than their predecessors costs no allocation.
+  void assignText(std::string_view s);
+  void assignInteger(int64_t i) { v_ = i; }
+  void assignReal(double d) { v_ = d; }
+  void assignNull() { v_ = std::monostate(); }
+
   friend bool operator==(const VEQValue& a, const VEQValue& b);
 
  private:

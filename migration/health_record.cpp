@@ -11,7 +11,7 @@
 namespace veq {
 namespace {
 
-constexpr size_t kBaseValueCount = 6;
+constexpr size_t kBaseValueCount = VEQHealthRecord::kBaseValueCount;
 
 // Appends the six values every health statement starts with.
 void appendBaseData(VEQArray* args) {
@@ -38,14 +38,18 @@ std::string fieldError(VEQHealthTable table, std::string_view column, std::strin
 }  // namespace
 
 VEQHealthRecord::VEQHealthRecord(VEQHealthTable table, VEQRecordLayout layout)
-    : table_(table), layout_(layout), omitted_(std::string_view::npos) {
-  const std::vector<std::string_view>& columns = VEQSyncSqlManager::recordColumns(table);
+    : table_(table),
+      layout_(layout),
+      columns_(&VEQSyncSqlManager::recordColumns(table)),
+      omitted_(std::string_view::npos) {
+  const std::vector<std::string_view>& columns = *columns_;
   if (columns.size() > 64) throw std::logic_error("health record: more than 64 columns");
   if (layout == VEQRecordLayout::kShort) {
     const std::string_view omits = VEQSyncSqlManager::shortLayoutOmits(table);
     if (omits.empty()) throw std::logic_error(fieldError(table, "", "table has no short layout"));
     for (size_t i = 0; i < columns.size(); ++i)
       if (columns[i] == omits) omitted_ = i;
+    if (omitted_ == 0) next_ = 1;  // the column expected first is never the omitted one
   }
   values_.reserve(kBaseValueCount + columns.size() + 1);  // room for the pk
   appendBaseData(&values_);
@@ -54,24 +58,21 @@ VEQHealthRecord::VEQHealthRecord(VEQHealthTable table, VEQRecordLayout layout)
 
 VEQHealthRecord::VEQHealthRecord(VEQHealthTable table, std::initializer_list<Field> fields, VEQRecordLayout layout)
     : VEQHealthRecord(table, layout) {
-  for (const Field& field : fields) set(field.first, field.second);
+  for (const Field& field : fields) set(field.column, std::move(field.value));
 }
 
 size_t VEQHealthRecord::positionOf(std::string_view column) const {
-  const std::vector<std::string_view>& columns = VEQSyncSqlManager::recordColumns(table_);
-  if (next_ < columns.size() && columns[next_] == column) return next_;
+  const std::vector<std::string_view>& columns = *columns_;
   for (size_t i = 0; i < columns.size(); ++i)
     if (columns[i] == column) return i;
   throw std::logic_error(fieldError(table_, column, "does not exist"));
 }
 
-VEQHealthRecord& VEQHealthRecord::set(std::string_view column, VEQValue value) {
+VEQHealthRecord& VEQHealthRecord::setSearched(std::string_view column, VEQValue value) {
   const size_t i = positionOf(column);
   if (i == omitted_) throw std::logic_error(fieldError(table_, column, "is not part of the short layout"));
   if (setMask_ & (uint64_t{1} << i)) throw std::logic_error(fieldError(table_, column, "is set twice"));
-  setMask_ |= uint64_t{1} << i;
-  values_[kBaseValueCount + i] = std::move(value);
-  next_ = i + 1 == omitted_ ? i + 2 : i + 1;
+  place(i, std::move(value));
   return *this;
 }
 
@@ -80,7 +81,7 @@ const VEQValue& VEQHealthRecord::operator[](std::string_view column) const {
 }
 
 VEQArray VEQHealthRecord::takeArguments() {
-  const std::vector<std::string_view>& columns = VEQSyncSqlManager::recordColumns(table_);
+  const std::vector<std::string_view>& columns = *columns_;
   for (size_t i = 0; i < columns.size(); ++i) {
     if (i != omitted_ && !(setMask_ & (uint64_t{1} << i))) {
       throw std::logic_error(fieldError(table_, columns[i], "is not set"));

@@ -22,7 +22,9 @@
 //
 // The values start with the six base values (1 and five ""), then the
 // record's columns in table order; the primary key is appended for an
-// update. Setting a column in table order costs one comparison.
+// update. A column set in table order is found without a search: its name
+// is checked against the one expected next (the same literal, usually at
+// the same address), and only a column set out of order is looked for.
 //
 // veqUpsertHealthRecord writes one record:
 //   1. runs `existsSql` (a query selecting "pk" of at most one record)
@@ -75,14 +77,34 @@ enum class VEQRecordLayout { kFull, kShort };
 
 class VEQHealthRecord {
  public:
-  using Field = std::pair<std::string_view, VEQValue>;
+  // One column and its value. The value is moved into the record (the
+  // list's elements are const, the value member is not), so a text given
+  // in the list is not copied a second time.
+  struct Field {
+    std::string_view column;
+    mutable VEQValue value;
+  };
+
+  // The base values that precede the record's columns in the arguments.
+  static constexpr size_t kBaseValueCount = 6;
 
   explicit VEQHealthRecord(VEQHealthTable table, VEQRecordLayout layout = VEQRecordLayout::kFull);
   VEQHealthRecord(VEQHealthTable table, std::initializer_list<Field> fields,
                   VEQRecordLayout layout = VEQRecordLayout::kFull);
 
-  // Sets one column; throws std::logic_error as the header says.
-  VEQHealthRecord& set(std::string_view column, VEQValue value);
+  // Sets one column; throws std::logic_error as the header says. The
+  // column expected next is placed here; any other is searched for.
+  VEQHealthRecord& set(std::string_view column, VEQValue value) {
+    if (next_ < columns_->size()) {
+      const std::string_view expected = (*columns_)[next_];
+      if (expected.size() == column.size() && (expected.data() == column.data() || expected == column) &&
+          !(setMask_ & (uint64_t{1} << next_))) {
+        place(next_, std::move(value));
+        return *this;
+      }
+    }
+    return setSearched(column, std::move(value));
+  }
 
   VEQHealthTable table() const { return table_; }
   VEQRecordLayout layout() const { return layout_; }
@@ -101,9 +123,17 @@ class VEQHealthRecord {
 
  private:
   size_t positionOf(std::string_view column) const;
+  VEQHealthRecord& setSearched(std::string_view column, VEQValue value);
+  // Stores the value of column `i` (not the omitted one, not set yet).
+  void place(size_t i, VEQValue&& value) {
+    setMask_ |= uint64_t{1} << i;
+    values_[kBaseValueCount + i] = std::move(value);
+    next_ = i + 1 == omitted_ ? i + 2 : i + 1;
+  }
 
   VEQHealthTable table_;
   VEQRecordLayout layout_;
+  const std::vector<std::string_view>* columns_;  // the table's column list
   size_t omitted_;        // column index the layout leaves out, or npos
   size_t next_ = 0;       // column index expected next (in-order fast path)
   uint64_t setMask_ = 0;  // bit i: column i set

@@ -21,6 +21,7 @@
 #include "collaborators/sync_sql_manager.h"
 #include "migration/driver.h"
 #include "migration/health_record.h"
+#include "migration/ios_health/legacy_day.h"
 #include "migration/pro_db_manager.h"
 #include "migration/row_outcome.h"
 #include "test_support.h"
@@ -45,11 +46,24 @@ std::optional<VEQArray> healthLookupKeys(VEQHealthTable table, std::string_view 
 
 TEST(FastPathTest, StreamedRowsAreTheListsRowsInOneReusedRow) {
   auto queue = VEQFMDatabaseQueue::databaseQueueWithPath(":memory:");
+  // Values are assigned into the reused row in place: each row must still
+  // read exactly as stored, whatever the row before held in that column (a
+  // longer text, a text before a number or a NULL, bytes before a text).
   ASSERT_TRUE(queue->database()->executeStatements(
       "CREATE TABLE t (a INTEGER, b TEXT, c);"
-      "INSERT INTO t VALUES (1, 'x', 1.5), (2, NULL, x'6869'), (3, 'z', NULL)"));
+      "INSERT INTO t VALUES (1, 'x', 1.5), (2, NULL, x'6869'), (3, 'z', NULL),"
+      " (4, 'a text longer than any short-string buffer', 'AA:BB:CC:DD:EE:01'), (5, 'ab', 7), (6, '', 'q')"));
   const std::vector<VEQDict> list = VEQOldDBManager::getOneTableAllDataWithDbQueue(queue.get(), "t");
-  ASSERT_EQ(list.size(), 3u);
+  ASSERT_EQ(list.size(), 6u);
+  const std::vector<std::vector<VEQValue>> stored = {
+      {1, "x", 1.5}, {2, nullptr, "hi"}, {3, "z", nullptr},
+      {4, "a text longer than any short-string buffer", "AA:BB:CC:DD:EE:01"}, {5, "ab", 7}, {6, "", "q"}};
+  for (size_t i = 0; i < stored.size(); ++i) {
+    for (size_t c = 0; c < 3; ++c) {
+      EXPECT_EQ(list[i].valueAt(c), stored[i][c]) << "row " << i << " column " << c;
+      EXPECT_EQ(list[i].valueAt(c).kind(), stored[i][c].kind()) << "row " << i << " column " << c;
+    }
+  }
 
   std::vector<VEQDict> seen;
   std::vector<const VEQDict*> addresses;
@@ -269,6 +283,24 @@ TEST_F(FastPathSessionTest, RememberedStampNormalisationFollowsTheZoneAndTheYear
   ASSERT_TRUE(VEQSDKUtility::setTimeZone("Asia/Tokyo"));
   EXPECT_EQ(VEQProDBManager::newTimeStampWithOldTimeStr("1710460800", &c), "1710460800");
   EXPECT_EQ(c.hour, 9);
+}
+
+TEST_F(FastPathSessionTest, RememberedLegacyDayFollowsTheZoneAndTheYear) {
+  // The same legacy date asked again under another zone or in another year
+  // must be computed again, not answered from the last day remembered.
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  VEQSDKUtility::setFixedNow(1717200000);  // 2024
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("Asia/Tokyo"));
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710428400");
+  ASSERT_TRUE(VEQSDKUtility::setTimeZone("UTC"));
+  EXPECT_EQ(veqLegacyDay(20240315)->dayStamp, "1710460800");
+
+  EXPECT_EQ(veqLegacyDay(25600101)->components.year, 2017);  // Buddhist era seen from 2024
+  VEQSDKUtility::setFixedNow(4115491200);                    // 2100
+  EXPECT_EQ(veqLegacyDay(25600101)->components.year, 2560);
+  EXPECT_FALSE(veqLegacyDay(0));
 }
 
 // Every table of a database, each as the text of its rows in key order.

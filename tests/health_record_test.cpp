@@ -100,6 +100,10 @@ TEST_F(VEQHealthRecordTest, DescriptionMistakesFailLoudly) {
   EXPECT_EQ(M::getBaseData(), (VEQArray{1, "", "", "", "", ""}));
   EXPECT_THROW(VEQHealthRecord(T::kSportItem).set("serial", 1), std::logic_error);  // no such column
   EXPECT_THROW(VEQHealthRecord(T::kSportItem).set("steps", 1).set("steps", 2), std::logic_error);
+  // A column given early is still caught when the ones before it catch up.
+  EXPECT_THROW(VEQHealthRecord(T::kSportItem, {{"day_stamp", "1"}, {"mac_addr", "AA"}, {"serial_number", 1}})
+                   .set("day_stamp", "2"),
+               std::logic_error);
   EXPECT_THROW(VEQHealthRecord(T::kSportItem, {{"mac_addr", "AA"}}).takeArguments(), std::logic_error);
   EXPECT_THROW(VEQHealthRecord(T::kSport, VEQRecordLayout::kShort), std::logic_error);  // one layout only
   EXPECT_THROW(VEQHealthRecord(T::kGpsPoint, VEQRecordLayout::kShort).set("day_stamp", 1), std::logic_error);

@@ -21,11 +21,11 @@ bool VEQProDBManager::jkdbHrDataMigrationWithDic(const VEQDict& dic, VEQFMDataba
   const auto row = veqLegacyDayRow(dic);
   if (!row) return true;  // skipped
   const int64_t itemCount =
-      veqLegacyRowCount(oldQueue, "t_heart_rate_item", fmt::format("date = {}", row->date), row->macAddr);
+      veqLegacyRowCount(oldQueue, "t_heart_rate_item", fmt::format("date = {}", row->date), row->macAddr());
 
   const VEQDateComponents& c = row->day.components;
   VEQHealthRecord record(VEQHealthTable::kHeartRate, {
-      {"mac_addr", row->macAddr},
+      {"mac_addr", row->macAddr()},
       {"day_stamp", row->day.dayStamp},
       {"date_text", ""},
       {"day", c.day},
@@ -46,7 +46,7 @@ bool VEQProDBManager::jkdbHrDataMigrationWithDic(const VEQDict& dic, VEQFMDataba
       {"start_minute", dic.integerForKey("minute_offset")},
       {"item_count", itemCount},
   });
-  veqUpsertHealthRecord(database, VEQSyncSqlManager::queryHrExistSqlStr(row->day.dayStamp, row->macAddr),
+  veqUpsertHealthRecord(database, VEQSyncSqlManager::queryHrExistSqlStr(row->day.dayStamp, row->macAddr()),
                         std::move(record));
   return true;
 }

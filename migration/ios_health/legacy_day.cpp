@@ -9,21 +9,52 @@
 
 namespace veq {
 
+namespace {
+
+// The last day computed on this thread: item rows come many to a day.
+struct LastDay {
+  int64_t legacyDate = 0;
+  uint64_t zoneGeneration = 0;
+  int64_t currentYear = 0;
+  VEQLegacyDay day;
+  bool valid = false;
+};
+
+thread_local LastDay tLastDay;
+
+}  // namespace
+
 std::optional<VEQLegacyDay> veqLegacyDay(int64_t legacyDate) {
   if (legacyDate < 1) return std::nullopt;
-  VEQLegacyDay day;
+  LastDay& last = tLastDay;
+  const int64_t currentYear = VEQSDKUtility::currentYear();
+  const uint64_t zoneGeneration = VEQSDKUtility::timeZoneGeneration();
+  if (last.valid && last.legacyDate == legacyDate && last.currentYear == currentYear &&
+      last.zoneGeneration == zoneGeneration)
+    return last.day;
+  last.valid = false;
+  VEQLegacyDay& day = last.day;
   // The normalised stamp is discarded on purpose: only its components count.
   VEQProDBManager::newTimeStampWithOldTimeStr(VEQSDKUtility::timeStampFromtimeStr(std::to_string(legacyDate)),
                                               &day.components);
   day.dayStamp =
       VEQSDKUtility::get1970timeTempWithYear(day.components.year, day.components.month, day.components.day);
+  last.legacyDate = legacyDate;
+  last.currentYear = currentYear;
+  last.zoneGeneration = zoneGeneration;
+  last.valid = true;
   return day;
 }
 
 std::optional<VEQLegacyDayRow> veqLegacyDayRow(const VEQDict& dic) {
   VEQLegacyDayRow row;
-  row.macAddr = dic.stringForKey("smart_device_id");
-  if (row.macAddr.empty()) {
+  const VEQValue& key = dic["smart_device_id"];
+  if (key.isText()) {
+    row.rowMacAddr = key.text();
+  } else {
+    row.ownedMacAddr = key.description();
+  }
+  if (row.macAddr().empty()) {
     veqSkipRow(VEQSkipReason::kNoDeviceKey);
     return std::nullopt;
   }

@@ -19,7 +19,8 @@
 //
 // The result depends only on the date, the configured time zone and the
 // current year (for the Buddhist-era rule). Consecutive rows of one day cost
-// little: the date utilities remember their recent conversions.
+// a comparison: the thread remembers its last day with the zone generation
+// and year it was computed under, and computes again when either differs.
 //
 // Moments. Activities, GPS tracks, weighings and blood-pressure items keep a
 // time stamp text instead; veqLegacyMoment normalises it (the same year
@@ -48,9 +49,13 @@ std::optional<VEQLegacyDay> veqLegacyDay(int64_t legacyDate);
 
 // A row of a legacy day or item table: its device key ("smart_device_id")
 // and its day ("date").
+// The device key is read in place when the row holds it as a text (the
+// usual case), so placing a row copies it only into its record.
 struct VEQLegacyDayRow {
-  std::string macAddr;
-  int64_t date = 0;  // the legacy "date" integer
+  std::string_view macAddr() const { return ownedMacAddr.empty() ? rowMacAddr : ownedMacAddr; }
+  std::string_view rowMacAddr;  // the row's own text; valid while the row is
+  std::string ownedMacAddr;     // the key's text when the row held another kind
+  int64_t date = 0;             // the legacy "date" integer
   VEQLegacyDay day;
 };
 

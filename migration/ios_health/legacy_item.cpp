@@ -13,9 +13,9 @@ bool veqMigrateLegacyItem(const VEQDict& dic, VEQFMDatabase* database, const VEQ
   const int64_t serial = veqLegacyItemSerial(dic, dayStamp);
 
   VEQHealthRecord record(table.table,
-                         {{"mac_addr", row->macAddr}, {"serial_number", serial}, {"day_stamp", dayStamp}});
+                         {{"mac_addr", row->macAddr()}, {"serial_number", serial}, {"day_stamp", dayStamp}});
   fill(record, dayStamp);
-  veqUpsertHealthRecord(database, table.existsSql(dayStamp, serial, row->macAddr), std::move(record));
+  veqUpsertHealthRecord(database, table.existsSql(dayStamp, serial, row->macAddr()), std::move(record));
   return true;
 }
 

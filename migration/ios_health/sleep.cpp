@@ -19,7 +19,7 @@ bool VEQProDBManager::jkdbSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDat
   const auto row = veqLegacyDayRow(dic);
   if (!row) return true;  // skipped
   const int64_t itemCount =
-      veqLegacyRowCount(oldQueue, "t_sleep_item", fmt::format("date = {}", row->date), row->macAddr);
+      veqLegacyRowCount(oldQueue, "t_sleep_item", fmt::format("date = {}", row->date), row->macAddr());
 
   const int64_t endHour = dic.integerForKey("end_time_hour");
   const int64_t endMinute = dic.integerForKey("end_time_minute");
@@ -29,7 +29,7 @@ bool VEQProDBManager::jkdbSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDat
 
   const VEQDateComponents& c = row->day.components;
   VEQHealthRecord record(VEQHealthTable::kSleep, {
-      {"mac_addr", row->macAddr},
+      {"mac_addr", row->macAddr()},
       {"upload_state", int64_t{0}},
       {"start_stamp", startStamp},
       {"day_stamp", row->day.dayStamp},
@@ -49,7 +49,7 @@ bool VEQProDBManager::jkdbSleepDataMigrationWithDic(const VEQDict& dic, VEQFMDat
       {"end_hour", endHour},
       {"item_count", itemCount},
   });
-  veqUpsertHealthRecord(database, VEQSyncSqlManager::querySleepExistSqlStr(startStamp, row->macAddr),
+  veqUpsertHealthRecord(database, VEQSyncSqlManager::querySleepExistSqlStr(startStamp, row->macAddr()),
                         std::move(record));
   return true;
 }

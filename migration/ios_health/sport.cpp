@@ -21,11 +21,11 @@ bool VEQProDBManager::jkdbSportDataMigrationWithDic(const VEQDict& dic, VEQFMDat
   // The day's item count comes from the legacy item table, not from the
   // row's own "items_count", which older firmware did not keep in step.
   const int64_t itemCount =
-      veqLegacyRowCount(oldQueue, "t_sport_item", fmt::format("date = {}", row->date), row->macAddr);
+      veqLegacyRowCount(oldQueue, "t_sport_item", fmt::format("date = {}", row->date), row->macAddr());
 
   const VEQDateComponents& c = row->day.components;
   VEQHealthRecord record(VEQHealthTable::kSport, {
-      {"mac_addr", row->macAddr},
+      {"mac_addr", row->macAddr()},
       {"upload_state", int64_t{0}},
       {"item_count", itemCount},
       {"step_goal", dic.integerForKey("goal_sport_data")},
@@ -42,7 +42,7 @@ bool VEQProDBManager::jkdbSportDataMigrationWithDic(const VEQDict& dic, VEQFMDat
       {"year", c.year},
       {"recorded_item_count", itemCount},
   });
-  veqUpsertHealthRecord(database, VEQSyncSqlManager::querySportExistSqlStr(row->day.dayStamp, row->macAddr),
+  veqUpsertHealthRecord(database, VEQSyncSqlManager::querySportExistSqlStr(row->day.dayStamp, row->macAddr()),
                         std::move(record));
   return true;
 }
