@@ -73,27 +73,52 @@ int64_t rowCount(const fs::path& path, const std::string& table) {
   return db.open() ? std::max<int64_t>(veq::rowCount(db, table), 0) : 0;
 }
 
-// The new table that gained most records between two runs.
-std::string mainTarget(const Records& before, const Records& after) {
-  std::string best;
-  int64_t gained = 0;
+// The new tables that gained records between two runs, most first.
+std::vector<std::string> gainedTables(const Records& before, const Records& after) {
+  std::vector<std::pair<int64_t, std::string>> gained;
   for (const auto& [table, count] : after) {
     const auto old = before.find(table);
     const int64_t more = count - (old == before.end() ? 0 : old->second);
-    if (more > gained) best = table, gained = more;
+    if (more > 0) gained.emplace_back(-more, table);
   }
-  return best;
+  std::sort(gained.begin(), gained.end());
+  std::vector<std::string> tables;
+  for (const auto& g : gained) tables.push_back(g.second);
+  return tables;
 }
 
-// A converted table, extracted with its store's device table.
-struct Table {
+// Tables with fewer rows than this are timed together, one group per store:
+// alone, their CPU time is lost in the set-up it is taken from.
+constexpr int64_t kOwnLine = 1000;
+
+// Converted tables timed by one tool run: a big table alone, or a store's
+// small tables together, extracted with the store's device table.
+struct Group {
   const Store* store;
-  std::string legacy;
+  std::vector<std::string> legacy;
   int64_t rows = 0;
   fs::path extract, out;
-  std::string target;  // the new table of its records (from the first repeat)
-  std::string key() const { return store->kind->label + "." + legacy; }
+  std::vector<std::string> targets;  // the new tables its records went to (from the first repeat)
+  std::string name() const {
+    return legacy.size() == 1 ? legacy[0] : fmt::format("{} smaller tables", legacy.size());
+  }
+  std::string key() const { return store->kind->label + "." + name(); }
 };
+
+// Copies (or, with `rowByRow`, writes row by row) the records of every
+// target table in `out`; returns the CPU seconds, or -1 with `error`.
+double copyRecords(const Group& g, const fs::path& refPath, bool rowByRow, std::string* error) {
+  double cpu = 0;
+  for (const std::string& target : g.targets) {
+    const std::vector<std::string> shape = columnsOf(g.out, target);
+    PlainCopy plain{g.out.string(), target, std::vector<std::string>(shape.begin() + 1, shape.end()),
+                    g.out.string(), target, refPath.string(), rowByRow};
+    PlainCopyResult result;
+    if (!runPlainCopy(plain, &result, error)) return -1;
+    cpu += result.cpuSeconds;
+  }
+  return cpu;
+}
 
 }  // namespace
 
@@ -111,25 +136,32 @@ int runWholeStore(const WholeStoreOptions& o) {
   for (const LegacyStoreKind& kind : legacyStoreKinds()) stores.push_back({&kind, fixtures / (kind.label + ".sqlite")});
 
   // Extracted once: every store reduced to its device table, and every
-  // converted table with its store's device table.
+  // group of converted tables with its store's device table.
   std::string error;
   std::vector<std::pair<std::string, fs::path>> bare, whole;
-  std::vector<Table> tables;
+  std::vector<Group> groups;
   for (const Store& s : stores) {
     const fs::path path = dir / (s.kind->label + ".bare.sqlite");
     if (!extractTables(s.path.string(), {s.kind->registryTable}, path.string(), &error)) return fail(error);
     bare.emplace_back(storeOption(*s.kind), path);
     whole.emplace_back(storeOption(*s.kind), s.path);
+    Group small{&s, {}, 0, {}, {}, {}};
     for (const MigrationStep& step : migrationSteps(*s.kind)) {
       if (step.table == s.kind->registryTable) continue;
-      Table t{&s, step.table, rowCount(s.path, step.table), {}, {}, {}};
-      if (t.rows == 0) continue;
-      t.extract = dir / ("one." + t.key() + ".sqlite");
-      t.out = dir / ("one." + t.key() + ".out.sqlite");
-      if (!extractTables(s.path.string(), {s.kind->registryTable, step.table}, t.extract.string(), &error))
-        return fail(error);
-      tables.push_back(std::move(t));
+      const int64_t rows = rowCount(s.path, step.table);
+      if (rows == 0) continue;
+      Group& g = rows < kOwnLine ? small : groups.emplace_back(Group{&s, {}, 0, {}, {}, {}});
+      g.legacy.push_back(step.table);
+      g.rows += rows;
     }
+    if (!small.legacy.empty()) groups.push_back(std::move(small));
+  }
+  for (Group& g : groups) {
+    g.extract = dir / ("one." + g.key() + ".sqlite");
+    g.out = dir / ("one." + g.key() + ".out.sqlite");
+    std::vector<std::string> tables = g.legacy;
+    tables.insert(tables.begin(), g.store->kind->registryTable);
+    if (!extractTables(g.store->path.string(), tables, g.extract.string(), &error)) return fail(error);
   }
 
   const std::string loadAtStart = loadAverage();
@@ -144,31 +176,27 @@ int runWholeStore(const WholeStoreOptions& o) {
     if (!runTool(o, whole, defaults, dir / "whole.out.sqlite", &all)) return fail("whole run failed");
 
     double toolCpu = 0, copyCpu = 0, floorCpu = 0;
-    for (Table& t : tables) {
-      const ToolRun& storeSetup = bareRuns[t.store->kind->label];
+    for (Group& g : groups) {
+      const ToolRun& storeSetup = bareRuns[g.store->kind->label];
       ToolRun run;
-      if (!runTool(o, {{storeOption(*t.store->kind), t.extract}}, defaults, t.out, &run))
-        return fail("run of " + t.legacy + " failed");
-      if (t.target.empty()) t.target = mainTarget(storeSetup.records, run.records);
-      if (t.target.empty()) return fail(t.legacy + ": no records written");
+      if (!runTool(o, {{storeOption(*g.store->kind), g.extract}}, defaults, g.out, &run))
+        return fail("run of " + g.key() + " failed");
+      if (g.targets.empty()) g.targets = gainedTables(storeSetup.records, run.records);
+      if (g.targets.empty()) return fail(g.key() + ": no records written");
       const double cpu = std::max(run.child.cpuSeconds - storeSetup.child.cpuSeconds, 1e-6);
 
-      // The copy: the records the tool has just written, re-inserted into the same shape.
-      const std::vector<std::string> shape = columnsOf(t.out, t.target);
-      const std::vector<std::string> expressions(shape.begin() + 1, shape.end());
-      PlainCopy plain{t.out.string(), t.target, expressions, t.out.string(), t.target, (dir / "plain.sqlite").string()};
-      PlainCopyResult copy, floor;
-      if (!runPlainCopy(plain, &copy, &error)) return fail(t.legacy + ": " + error);
-      plain.rowByRow = true;
-      if (!runPlainCopy(plain, &floor, &error)) return fail(t.legacy + ": " + error);
-      const double copySeconds = std::max(copy.cpuSeconds, 1e-6);
+      // The copy and the floor: the records the tool has just written,
+      // re-inserted into tables of the same shape.
+      const double copy = std::max(copyRecords(g, dir / "plain.sqlite", false, &error), 1e-6);
+      const double floor = copyRecords(g, dir / "plain.sqlite", true, &error);
+      if (!error.empty()) return fail(g.key() + ": " + error);
       toolCpu += cpu;
-      copyCpu += copySeconds;
-      floorCpu += floor.cpuSeconds;
-      perTable.add(t.key() + " tool rows/s", t.rows / cpu);
-      perTable.add(t.key() + " copy rows/s", t.rows / copySeconds);
-      perTable.add(t.key() + " ratio", cpu / copySeconds);
-      perTable.add(t.key() + " floor", floor.cpuSeconds / copySeconds);
+      copyCpu += copy;
+      floorCpu += floor;
+      perTable.add(g.key() + " tool rows/s", g.rows / cpu);
+      perTable.add(g.key() + " copy rows/s", g.rows / copy);
+      perTable.add(g.key() + " ratio", cpu / copy);
+      perTable.add(g.key() + " floor", floor / copy);
     }
     const double migrating = all.child.cpuSeconds - setup.child.cpuSeconds;
     fmt::print("repeat {}/{}: migration phase {:.2f} s, copies {:.2f} s, floor {:.2f} s CPU; load {}\n", repeat,
@@ -185,16 +213,17 @@ int runWholeStore(const WholeStoreOptions& o) {
   }
 
   fmt::print("\n{:<14} {:<26} {:<26} {:>9} {:>11} {:>11} {:>7} {:>7} {:>7}\n", "store", "legacy table", "new table",
-             "rows", "tool rows/s", "copy rows/s", "ratio", "median", "floor");
+             "rows", "tool rows/s", "copy rows/s", "ratio", "ratio", "floor");
   fmt::print("{:<14} {:<26} {:<26} {:>9} {:>11} {:>11} {:>7} {:>7} {:>7}\n", "", "", "", "", "median", "median", "min",
-             "", "median");
+             "median", "median");
   int64_t totalRows = 0;
-  for (const Table& t : tables) {
-    totalRows += t.rows;
-    fmt::print("{:<14} {:<26} {:<26} {:>9} {:>11.0f} {:>11.0f} {:>6.2f}x {:>6.2f}x {:>6.2f}x\n", t.store->kind->label,
-               t.legacy, t.target, t.rows, perTable.median(t.key() + " tool rows/s"),
-               perTable.median(t.key() + " copy rows/s"), perTable.min(t.key() + " ratio"),
-               perTable.median(t.key() + " ratio"), perTable.median(t.key() + " floor"));
+  for (const Group& g : groups) {
+    totalRows += g.rows;
+    const std::string target = g.targets.size() == 1 ? g.targets[0] : fmt::format("{} tables", g.targets.size());
+    fmt::print("{:<14} {:<26} {:<26} {:>9} {:>11.0f} {:>11.0f} {:>6.2f}x {:>6.2f}x {:>6.2f}x\n", g.store->kind->label,
+               g.name(), target, g.rows, perTable.median(g.key() + " tool rows/s"),
+               perTable.median(g.key() + " copy rows/s"), perTable.min(g.key() + " ratio"),
+               perTable.median(g.key() + " ratio"), perTable.median(g.key() + " floor"));
   }
   fmt::print("\nlegacy rows converted      {}\n", totalRows);
   fmt::print("load average               {} at the start, {} at the end\n", loadAtStart, loadAverage());
