@@ -97,6 +97,7 @@ bool VEQFMDatabase::close() {
   while (!openResultSets_.empty()) (*openResultSets_.begin())->close();
   statements_.clear();
   transactionCache_.reset();
+  connectionCache_.reset();
   const int rc = sqlite3_close_v2(db_);
   db_ = nullptr;
   return rc == SQLITE_OK;

@@ -138,6 +138,14 @@ class VEQFMDatabase {
   int changes() const;
   int64_t totalChanges() const;
 
+  // What lives exactly as long as this connection: the layers above keep
+  // per-connection set-up here (the record stream's module). Gone at close().
+  template <typename T>
+  T& connectionCache() {
+    T* cached = std::any_cast<T>(&connectionCache_);
+    return cached != nullptr ? *cached : connectionCache_.emplace<T>();
+  }
+
   template <typename T>
   T& transactionCache() {
     T* cached = std::any_cast<T>(&transactionCache_);
@@ -182,6 +190,7 @@ class VEQFMDatabase {
   bool inQueueTransaction_ = false;  // inside VEQFMDatabaseQueue::inTransaction's callback
   int64_t prepares_ = 0;
   std::any transactionCache_;
+  std::any connectionCache_;
 };
 
 }  // namespace veq

@@ -9,7 +9,13 @@
 namespace veq::health_tables {
 namespace {
 
-std::string param(size_t n) { return fmt::format("?{}", n); }
+// How a statement names its n-th value (1-based): a numbered parameter, or
+// the column of the record stream that carries it.
+enum class Source { kParameters, kRecordStream };
+
+std::string param(size_t n, Source from = Source::kParameters) {
+  return from == Source::kParameters ? fmt::format("?{}", n) : fmt::format("c{}", n - 1);
+}
 
 // The value expression of every column, and of the primary key for an
 // update. A table with one layout takes anonymous placeholders, so the
@@ -21,33 +27,37 @@ struct Bindings {
   std::string pk;
 };
 
-Bindings bindings(const Table& t, bool update) {
+Bindings bindings(const Table& t, bool update, Source from = Source::kParameters) {
   const std::vector<Column> columns = allColumns(t);
   const size_t n = columns.size();
   Bindings b;
   if (!t.shortLayout) {
-    b.values.assign(n, "?");
-    b.pk = "?";
+    if (from == Source::kParameters) {
+      b.values.assign(n, "?");
+      b.pk = "?";
+    } else {
+      for (size_t i = 1; i <= n; ++i) b.values.push_back(param(i, from));
+    }
     return b;
   }
   size_t missing = 0;  // 1-based position of the column the short layout lacks
   for (size_t i = 0; i < n; ++i)
     if (columns[i].name == t.shortLayout->missing) missing = i + 1;
-  const std::string isShort = "CASE WHEN " + param(update ? n + 1 : n) + " IS NULL THEN ";
+  const std::string isShort = "CASE WHEN " + param(update ? n + 1 : n, from) + " IS NULL THEN ";
 
   std::string derived(t.shortLayout->derived);
   for (size_t i = 0; i < n; ++i) {
     if (i + 1 == missing) continue;
     const std::string token = fmt::format("{{{}}}", columns[i].name);
-    const std::string shortParam = param(i + 1 < missing ? i + 1 : i);
+    const std::string shortParam = param(i + 1 < missing ? i + 1 : i, from);
     for (size_t at = derived.find(token); at != std::string::npos; at = derived.find(token, at))
       derived.replace(at, token.size(), shortParam);
   }
 
   for (size_t i = 1; i <= n; ++i) {
-    if (i < missing) b.values.push_back(param(i));
-    else if (i == missing) b.values.push_back(isShort + "(" + derived + ") ELSE " + param(i) + " END");
-    else b.values.push_back(isShort + param(i - 1) + " ELSE " + param(i) + " END");
+    if (i < missing) b.values.push_back(param(i, from));
+    else if (i == missing) b.values.push_back(isShort + "(" + derived + ") ELSE " + param(i, from) + " END");
+    else b.values.push_back(isShort + param(i - 1, from) + " ELSE " + param(i, from) + " END");
   }
   b.pk = isShort + param(n) + " ELSE " + param(n + 1) + " END";
   return b;
@@ -70,6 +80,21 @@ std::string insertSql(const Table& t) {
   for (const Column& c : allColumns(t)) names.emplace_back(c.name);
   return "INSERT INTO " + std::string(t.name) + " (" + joined(names, ", ") + ") VALUES (" +
          joined(bindings(t, false).values, ", ") + ")";
+}
+
+std::string streamInsertSql(const Table& t) {
+  std::vector<std::string> names;
+  for (const Column& c : allColumns(t)) names.emplace_back(c.name);
+  return "INSERT OR FAIL INTO " + std::string(t.name) + " (" + joined(names, ", ") + ") SELECT " +
+         joined(bindings(t, false, Source::kRecordStream).values, ", ") + " FROM " + std::string(kRecordStream);
+}
+
+std::string recordStreamSchema() {
+  size_t widest = 0;
+  for (const Table& t : tables()) widest = std::max(widest, allColumns(t).size());
+  std::vector<std::string> columns;
+  for (size_t i = 1; i <= widest; ++i) columns.push_back(param(i, Source::kRecordStream));
+  return "CREATE TABLE x(" + joined(columns, ", ") + ")";
 }
 
 std::string updateSql(const Table& t) {

@@ -3,6 +3,15 @@
 //
 //   insertSql        INSERT of every column: the base values, then the
 //                    record's values in binding order.
+//   streamInsertSql  the same INSERT with its values taken from the record
+//                    stream, the eponymous virtual table "veq_record_stream"
+//                    whose columns c0, c1, … carry one record's arguments in
+//                    the INSERT's order (NULL past the record's last value):
+//                    INSERT OR FAIL INTO <table> (…) SELECT c0, c1, … FROM
+//                    veq_record_stream. OR FAIL keeps the rows the statement
+//                    wrote before a row that breaks a constraint.
+//   recordStreamSchema  the virtual table's declaration: as many columns as
+//                    the widest table has values.
 //   updateSql        the same values, then the primary key ("WHERE pk =").
 //   updateByKeysSql  UPDATE of the record whose keys are the record's own,
 //                    found by the statement itself; it takes the INSERT's
@@ -33,7 +42,11 @@
 
 namespace veq::health_tables {
 
+inline constexpr std::string_view kRecordStream = "veq_record_stream";
+
 std::string insertSql(const Table& t);
+std::string streamInsertSql(const Table& t);
+std::string recordStreamSchema();
 std::string updateSql(const Table& t);
 std::string updateByKeysSql(const Table& t);
 std::string existsSql(const Table& t, std::string_view stamp, std::optional<int64_t> serial,

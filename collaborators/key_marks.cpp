@@ -70,6 +70,7 @@ struct TableMarks {
 struct Marks {
   bool started = false;
   int64_t expectedChanges = 0;  // the connection's change count the marks account for
+  int64_t inFlight = 0;         // of those, rows of a running stream statement, not yet counted
   std::array<TableMarks, kTableCount> tables;
 };
 
@@ -78,7 +79,7 @@ struct Marks {
 Marks& currentMarks(VEQFMDatabase* db) {
   Marks& marks = db->transactionCache<Marks>();
   const int64_t changes = db->totalChanges();
-  if (!marks.started || marks.expectedChanges != changes) {
+  if (!marks.started || marks.expectedChanges != changes + marks.inFlight) {
     marks = Marks{};
     marks.started = true;
     marks.expectedChanges = changes;
@@ -220,14 +221,24 @@ void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const 
   if (db == nullptr || !db->isInTransaction()) return;
   Marks& marks = db->transactionCache<Marks>();
   if (!marks.started) return;  // nothing learnt yet
-  // Only the write's own rows changed since the marks were last right (an
-  // update that found nothing to change changed none), or start over.
-  const int64_t own = db->changes();
-  if (own > 1 || db->totalChanges() != marks.expectedChanges + own) {
-    currentMarks(db);
-    return;
+  if (write == VEQRecordWrite::kStreamed) {
+    // Counted once its statement ends; until then it is in flight.
+    if (marks.expectedChanges != db->totalChanges() + marks.inFlight) {
+      currentMarks(db);  // something else wrote: start over
+      return;
+    }
+    ++marks.expectedChanges;
+    ++marks.inFlight;
+  } else {
+    // Only the write's own rows changed since the marks were last right (an
+    // update that found nothing to change changed none), or start over.
+    const int64_t own = db->changes();
+    if (own > 1 || db->totalChanges() != marks.expectedChanges + marks.inFlight + own) {
+      currentMarks(db);
+      return;
+    }
+    marks.expectedChanges += own;
   }
-  marks.expectedChanges += own;
 
   TableMarks& tableMarks = marks.tables[static_cast<size_t>(table)];
   const std::optional<Key> key = keyOf(table, keys);
@@ -245,6 +256,16 @@ void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const 
   if (mark->empty || above(*key, *mark)) {
     mark->key = key->ordered;
     mark->empty = false;
+  }
+}
+
+void veqNoteRecordStreamEnded(VEQFMDatabase* db, bool completed) {
+  if (db == nullptr || !db->isInTransaction()) return;
+  Marks& marks = db->transactionCache<Marks>();
+  if (completed) {
+    marks.inFlight = 0;  // now among the changes; currentMarks checks the count
+  } else {
+    marks = Marks{};
   }
 }
 

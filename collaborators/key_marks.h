@@ -66,11 +66,22 @@ enum class VEQRecordWrite {
   kInsert,
   kUpdateKeepingKeys,  // an update that leaves the key columns as they were
   kUpdate,             // an update by primary key, which may change keys
+  kStreamed,           // an insert by the record stream's running statement
 };
 
 // Reports that `db` has just written one record of `table` whose key
 // columns hold `keys` (keyColumns order).
 void veqNoteRecordKeys(VEQFMDatabase* db, VEQHealthTable table, std::span<const VEQValue* const> keys,
                        VEQRecordWrite write);
+
+// The record stream (migration/record_stream.h) inserts rows with one
+// statement that is still running when each row is reported, and SQLite
+// adds a statement's rows to the connection's change counts only when it
+// ends. A kStreamed note therefore counts its row as in flight: the marks
+// expect it among the changes once the statement ends. Call this when the
+// statement has ended: `completed` when it ran to its end, so every noted
+// row is in the table; otherwise (it failed, and may have taken rows back
+// with it) the marks are forgotten and learnt again.
+void veqNoteRecordStreamEnded(VEQFMDatabase* db, bool completed);
 
 }  // namespace veq

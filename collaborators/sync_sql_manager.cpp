@@ -21,6 +21,7 @@ using health_tables::Table;
 
 struct VEQSyncSqlManager::Statements {
   std::array<std::string, kTableCount> insert;
+  std::array<std::string, kTableCount> streamInsert;
   std::array<std::string, kTableCount> update;
   std::array<std::string, kTableCount> updateByKeys;
 };
@@ -37,6 +38,7 @@ const VEQSyncSqlManager::Statements& VEQSyncSqlManager::s() const {
     Statements built;
     for (size_t id = 0; id < kTableCount; ++id) {
       built.insert[id] = health_tables::insertSql(tables()[id]);
+      built.streamInsert[id] = health_tables::streamInsertSql(tables()[id]);
       built.update[id] = health_tables::updateSql(tables()[id]);
       built.updateByKeys[id] = health_tables::updateByKeysSql(tables()[id]);
     }
@@ -47,6 +49,9 @@ const VEQSyncSqlManager::Statements& VEQSyncSqlManager::s() const {
 
 const std::string& VEQSyncSqlManager::insertSqlStr(VEQHealthTable table) const {
   return s().insert[static_cast<size_t>(table)];
+}
+const std::string& VEQSyncSqlManager::streamInsertSqlStr(VEQHealthTable table) const {
+  return s().streamInsert[static_cast<size_t>(table)];
 }
 const std::string& VEQSyncSqlManager::updateSqlStr(VEQHealthTable table) const {
   return s().update[static_cast<size_t>(table)];

@@ -75,6 +75,8 @@ class VEQSyncSqlManager {
   // these, one per table and statement.
   const std::string& insertSqlStr(VEQHealthTable table) const;
   const std::string& updateSqlStr(VEQHealthTable table) const;
+  // The INSERT fed by the record stream (health_sql.h: streamInsertSql).
+  const std::string& streamInsertSqlStr(VEQHealthTable table) const;
   // The update of the record whose keys are the record's own, found by the
   // statement itself: it takes the INSERT's arguments, leaves the key
   // columns and their index alone, and changes no row when no record has

@@ -2,29 +2,46 @@
 
 #include "migration/driver.h"
 
+#include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "collaborators/old_db_manager.h"
 #include "migration/migration_session.h"
+#include "migration/record_stream.h"
 #include "migration/row_outcome.h"
 
 namespace veq {
 namespace {
 
-// False when the legacy table could not be read to its end.
-bool forEachLegacyRow(VEQFMDatabaseQueue* oldQueue, const std::string& tableName,
-                      const std::function<bool(const VEQDict& row)>& each) {
-  if (!veqStraightforwardPaths()) return VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, each);
-  // The whole list first, as getOneTableAllDataWithDbQueue reads it.
-  std::vector<VEQDict> rows;
-  const bool whole = VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, [&rows](const VEQDict& row) {
-    rows.push_back(row);
-    return true;
-  });
-  for (const VEQDict& row : rows)
-    if (!each(row)) break;
-  return whole;
-}
+// The legacy rows of one table, pulled one at a time: through the legacy
+// reader's cursor, or — on the straightforward path — from the whole list
+// read first, as getOneTableAllDataWithDbQueue reads it.
+class LegacyRowSource {
+ public:
+  LegacyRowSource(VEQFMDatabaseQueue* oldQueue, const std::string& tableName)
+      : straightforward_(veqStraightforwardPaths()) {
+    if (!straightforward_) {
+      cursor_.emplace(oldQueue, tableName);
+      return;
+    }
+    whole_ = VEQOldDBManager::forEachRowWithDbQueue(oldQueue, tableName, [this](const VEQDict& row) {
+      list_.push_back(row);
+      return true;
+    });
+  }
+  bool next() { return straightforward_ ? ++at_ <= list_.size() : cursor_->next(); }
+  const VEQDict& row() const { return straightforward_ ? list_[at_ - 1] : cursor_->row(); }
+  // False when the table could not be read to its end.
+  bool whole() const { return straightforward_ ? whole_ : cursor_->whole(); }
+
+ private:
+  bool straightforward_;
+  std::optional<VEQLegacyRows> cursor_;
+  std::vector<VEQDict> list_;
+  size_t at_ = 0;
+  bool whole_ = true;
+};
 
 }  // namespace
 
@@ -60,12 +77,12 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   // rows migrates in the memory of one; the row lives through its report.
   if (tableName == driver.acknowledgedTable) {
     if (!callback) return;
-    forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
-      veqBeginRow(&row);
+    LegacyRowSource rows(oldQueue, tableName);
+    while (rows.next()) {
+      veqBeginRow(&rows.row());
       veqKeepRow();
       callback(tableName, nullptr, true);
-      return true;
-    });
+    }
     return;
   }
 
@@ -73,36 +90,54 @@ void veqRunDriver(const VEQDriverSpec& driver, const std::string& tableName, VEQ
   // so capturing by reference is safe.
   bool result = true;
   dbQueue->inTransaction([&](VEQFMDatabase* db, bool* rollback) {
+    LegacyRowSource rows(oldQueue, tableName);
     // Settled at the first row: a table without rows never opens the database.
-    bool firstRow = true;
-    bool opened = false;
-    const VEQDriverRoute* route = nullptr;
-    const bool whole = forEachLegacyRow(oldQueue, tableName, [&](const VEQDict& row) {
-      if (firstRow) {
-        firstRow = false;
-        opened = db->open();
-        if (!opened && driver.onOpenFailure == VEQOpenFailure::kReportNothing) {
-          result = false;
-          return false;
-        }
-        route = opened ? veqFindRoute(driver, tableName) : nullptr;
-        if (opened && route == nullptr) return false;
+    if (!rows.next()) {
+      if (!rows.whole()) *rollback = true;
+      return;
+    }
+    const auto report = [&](bool success) {
+      if (callback) callback(tableName, db, success);
+    };
+    if (!db->open()) {
+      if (driver.onOpenFailure == VEQOpenFailure::kReportNothing) {
+        result = false;
+        return;
       }
-      veqBeginRow(&row);
-      if (!opened) {
-        if (!callback) return false;
+      if (!callback) return;
+      do {
+        veqBeginRow(&rows.row());
         veqRowFailed("the new database is not open");
+        report(result);
+      } while (rows.next());
+    } else {
+      const VEQDriverRoute* route = veqFindRoute(driver, tableName);
+      if (route == nullptr) return;
+      // Each row's conversion and all its temporaries end before its
+      // report, so a long table migrates in bounded memory.
+      const auto convert = [&] {
+        veqBeginRow(&rows.row());
+        result = route->convert(rows.row(), oldQueue, db);
+        return result;
+      };
+      if (route->health != nullptr && !veqStraightforwardPaths()) {
+        // Health records go through the session's record writer.
+        const std::function<bool()> next = [&] { return rows.next(); };
+        const std::function<bool()> convertRow = convert;
+        const std::function<void(bool)> reportRow = report;
+        if (!VEQMigrationSession::current().recordWriter().run(db, next, convertRow, reportRow)) {
+          *rollback = true;  // a failed statement took back rows already reported
+          return;
+        }
       } else {
-        // The row's conversion and all its temporaries end here, before the
-        // report, so a long table migrates in bounded memory.
-        result = route->convert(row, oldQueue, db);
+        do {
+          report(convert());
+        } while (rows.next());
       }
-      if (callback) callback(tableName, db, result);
-      return true;
-    });
+    }
     // A legacy table that could not be read to its end is not migrated in
     // part: what its rows wrote is rolled back with the transaction.
-    if (!whole) *rollback = true;
+    if (!rows.whole()) *rollback = true;
   });
 }
 

@@ -55,13 +55,16 @@
 // health_arithmetic.cpp.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "collaborators/fmdb.h"
+#include "collaborators/key_marks.h"
 #include "collaborators/sdk_utility.h"
 #include "collaborators/sync_sql_manager.h"
 #include "collaborators/value.h"
@@ -114,6 +117,33 @@ enum class VEQHealthWrite {
 
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write = VEQHealthWrite::kUpsert);
+
+// ---- Below the upsert: the record writer's pieces (record_stream.h) --------
+// While the session's record writer collects a row's records, the upsert
+// hands the record to it and returns true; the writer then writes it
+// through the stream or with veqWriteHealthRecord.
+
+// The row-by-row write: steps 1 to 4 above.
+bool veqWriteHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
+                          VEQHealthWrite write);
+
+// Where a record's key values are in its argument list (argumentIndex of
+// each key column, keyColumns order).
+struct VEQRecordKeyArguments {
+  std::array<size_t, 3> at{};
+  size_t count = 0;
+};
+// The record's key arguments when writing it is exactly one INSERT of its
+// arguments: `existsSql` is the table's constant look-up for the record's
+// own keys, and the key marks know no record has them. Empty otherwise.
+std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, const std::string& existsSql,
+                                                         const VEQHealthRecord& record);
+// True when the key marks know a record with `record`'s keys is there (the
+// record the table's last probe found): inserting it once changes nothing.
+bool veqRecordKnownPresent(VEQFMDatabase* db, const std::string& existsSql, const VEQHealthRecord& record);
+// Reports a written record's keys (found in `args` at `keys`) to the marks.
+void veqNoteWrittenKeys(VEQFMDatabase* db, VEQHealthTable table, VEQRecordWrite write, const VEQArray& args,
+                        const VEQRecordKeyArguments& keys);
 
 // A year more than 500 years ahead of the current year was counted in the
 // Buddhist era (phones set to that calendar stored it so): it loses 543.

@@ -9,6 +9,7 @@
 #include "collaborators/key_marks.h"
 #include "migration/health_record.h"
 #include "migration/migration_session.h"
+#include "migration/record_stream.h"
 #include "migration/row_outcome.h"
 
 namespace veq {
@@ -31,29 +32,64 @@ bool recordHasKeys(const VEQHealthRecord& record, const VEQDBManager::HealthLook
   return true;
 }
 
-// Reports the written record's keys (at `keyAt` in `args`) to the key marks.
-// A key the layout leaves out is not reported; the marks notice the
-// unreported write and learn the table again.
-void noteKeys(VEQFMDatabase* db, VEQHealthTable table, VEQRecordWrite write, const VEQArray& args,
-              const std::array<size_t, 3>& keyAt, size_t count) {
-  std::array<const VEQValue*, 3> keys{};
-  if (count > keys.size()) return;
-  for (size_t i = 0; i < count; ++i) {
-    if (keyAt[i] >= args.size()) return;
-    keys[i] = &args[keyAt[i]];
-  }
-  veqNoteRecordKeys(db, table, std::span(keys).first(count), write);
+// Where the record's key values will be in its argument list.
+VEQRecordKeyArguments keyArguments(const VEQHealthRecord& record) {
+  const std::vector<size_t>& keyPositions = VEQSyncSqlManager::keyPositions(record.table());
+  VEQRecordKeyArguments keys;
+  keys.count = keyPositions.size();
+  for (size_t i = 0; i < keys.count && i < keys.at.size(); ++i) keys.at[i] = record.argumentIndex(keyPositions[i]);
+  return keys;
 }
 
 }  // namespace
 
+void veqNoteWrittenKeys(VEQFMDatabase* db, VEQHealthTable table, VEQRecordWrite write, const VEQArray& args,
+                        const VEQRecordKeyArguments& keyAt) {
+  // A key the layout leaves out is not reported; the marks notice the
+  // unreported write and learn the table again.
+  std::array<const VEQValue*, 3> keys{};
+  if (keyAt.count > keys.size()) return;
+  for (size_t i = 0; i < keyAt.count; ++i) {
+    if (keyAt.at[i] >= args.size()) return;
+    keys[i] = &args[keyAt.at[i]];
+  }
+  veqNoteRecordKeys(db, table, std::span(keys).first(keyAt.count), write);
+}
+
+std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, const std::string& existsSql,
+                                                         const VEQHealthRecord& record) {
+  if (db == nullptr) return std::nullopt;
+  const std::optional<VEQDBManager::HealthLookupKeys> keys = VEQDBManager::readHealthLookup(record.table(), existsSql);
+  if (!keys || !recordHasKeys(record, *keys)) return std::nullopt;
+  const VEQRecordKeyArguments at = keyArguments(record);
+  for (size_t i = 0; i < at.count; ++i) {
+    if (at.at[i] == static_cast<size_t>(-1)) return std::nullopt;  // a key the layout leaves out
+  }
+  if (veqKnownRecord(db, record.table(), keys->span()) != VEQKnownRecord::kAbsent) return std::nullopt;
+  return at;
+}
+
+bool veqRecordKnownPresent(VEQFMDatabase* db, const std::string& existsSql, const VEQHealthRecord& record) {
+  if (db == nullptr) return false;
+  const std::optional<VEQDBManager::HealthLookupKeys> keys = VEQDBManager::readHealthLookup(record.table(), existsSql);
+  return keys && veqKnownRecord(db, record.table(), keys->span()) == VEQKnownRecord::kFound;
+}
+
 bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
                            VEQHealthWrite write) {
+  VEQRecordWriter& writer = VEQMigrationSession::current().recordWriter();
+  if (writer.collecting()) {
+    writer.take(db, existsSql, std::move(record), write);
+    return true;
+  }
+  return veqWriteHealthRecord(db, existsSql, std::move(record), write);
+}
+
+bool veqWriteHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
+                          VEQHealthWrite write) {
   const VEQHealthTable table = record.table();
   const VEQSyncSqlManager& sql = VEQSyncSqlManager::shareInstance();
-  const std::vector<size_t>& keyPositions = VEQSyncSqlManager::keyPositions(table);
-  std::array<size_t, 3> keyAt{};
-  for (size_t i = 0; i < keyPositions.size() && i < keyAt.size(); ++i) keyAt[i] = record.argumentIndex(keyPositions[i]);
+  const VEQRecordKeyArguments keyAt = keyArguments(record);
 
   bool exists = false, written = false;
   VEQRecordWrite how = VEQRecordWrite::kInsert;
@@ -91,7 +127,7 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
     how = exists ? VEQRecordWrite::kUpdate : VEQRecordWrite::kInsert;
   }
   veqRowWritten(db, exists, written);
-  if (written && !straightforward) noteKeys(db, table, how, args, keyAt, keyPositions.size());
+  if (written && !straightforward) veqNoteWrittenKeys(db, table, how, args, keyAt);
   return written;
 }
 

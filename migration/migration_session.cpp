@@ -6,6 +6,7 @@
 #include "collaborators/old_db_manager.h"
 #include "collaborators/user_defaults.h"
 #include "migration/pro_db_manager.h"
+#include "migration/record_stream.h"
 
 namespace veq {
 
@@ -18,10 +19,13 @@ thread_local VEQMigrationSession* tCurrent = nullptr;
 VEQMigrationSession::VEQMigrationSession()
     : ownCollaborators_(std::make_unique<VEQCollaboratorState>()),
       collaborators_(ownCollaborators_.get()),
-      manager_(new VEQProDBManager()) {}
+      manager_(new VEQProDBManager()),
+      recordWriter_(std::make_unique<VEQRecordWriter>()) {}
 
 VEQMigrationSession::VEQMigrationSession(UseProcessDefaults)
-    : collaborators_(&VEQCollaboratorState::processDefault()), manager_(new VEQProDBManager()) {}
+    : collaborators_(&VEQCollaboratorState::processDefault()),
+      manager_(new VEQProDBManager()),
+      recordWriter_(std::make_unique<VEQRecordWriter>()) {}
 
 VEQMigrationSession::~VEQMigrationSession() = default;
 

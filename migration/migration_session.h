@@ -51,6 +51,7 @@ class VEQProDBManager;
 class VEQOldDBManager;
 class VEQUserDefaults;
 class VEQFMDatabaseQueue;
+class VEQRecordWriter;
 enum class LegacyStore;
 struct LegacyStoreKind;
 struct MigrationListener;
@@ -88,6 +89,8 @@ class VEQMigrationSession {
   VEQCollaboratorState& collaborators() { return *collaborators_; }
   // The report of the row being converted (VEQProDBManager::lastRowReport).
   VEQRowReport& rowReport() { return rowReport_; }
+  // How the drivers write health records (record_stream.h).
+  VEQRecordWriter& recordWriter() { return *recordWriter_; }
   // The straightforward reference paths (driver.h), for tests that compare
   // the fast paths against them.
   bool straightforwardPaths() const { return straightforwardPaths_; }
@@ -135,6 +138,7 @@ class VEQMigrationSession {
   VEQCollaboratorState* collaborators_;
   std::unique_ptr<VEQProDBManager> manager_;
   VEQRowReport rowReport_;
+  std::unique_ptr<VEQRecordWriter> recordWriter_;
   bool straightforwardPaths_ = false;
 
   // The plan's attached stores.
