@@ -29,30 +29,55 @@ bool isNumberedParameter(sqlite3_stmt* stmt, int index) {
   return true;
 }
 
-// `text` says how SQLite treats a bound text: SQLITE_STATIC when the
-// argument list outlives the statement's use (an update steps to the end
-// before returning), SQLITE_TRANSIENT when SQLite must copy it.
-int bindValue(sqlite3_stmt* stmt, int index, const VEQValue& value, sqlite3_destructor_type text) {
+// How a value goes to SQLite, for a parameter and for a virtual table's
+// column alike: null, integer (a boolean as 0 or 1), real, text, and a list
+// or dictionary as its JSON text. `text` is the destructor for a text the
+// caller keeps alive; JSON is always copied.
+template <typename Sink>
+int passValue(const VEQValue& value, sqlite3_destructor_type text, Sink&& sink) {
   switch (value.kind()) {
-    case VEQValue::Kind::Null: return sqlite3_bind_null(stmt, index);
-    case VEQValue::Kind::Bool: return sqlite3_bind_int(stmt, index, value.boolValue() ? 1 : 0);
-    case VEQValue::Kind::Integer: return sqlite3_bind_int64(stmt, index, value.integerValue());
-    case VEQValue::Kind::Real: return sqlite3_bind_double(stmt, index, value.doubleValue());
-    case VEQValue::Kind::Text: {
-      const std::string& chars = value.text();
-      return sqlite3_bind_text64(stmt, index, chars.data(), chars.size(), text, SQLITE_UTF8);
-    }
+    case VEQValue::Kind::Null: return sink.null();
+    case VEQValue::Kind::Bool: return sink.integer(value.boolValue() ? 1 : 0);
+    case VEQValue::Kind::Integer: return sink.integer(value.integerValue());
+    case VEQValue::Kind::Real: return sink.real(value.doubleValue());
+    case VEQValue::Kind::Text: return sink.text(value.text(), text);
     case VEQValue::Kind::Array:
-    case VEQValue::Kind::Dict: {
-      const std::string json = objectToJsonString(value).value_or(std::string());
-      return sqlite3_bind_text64(stmt, index, json.data(), json.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-    }
+    case VEQValue::Kind::Dict: return sink.text(objectToJsonString(value).value_or(std::string()), SQLITE_TRANSIENT);
   }
   return SQLITE_MISUSE;
 }
 
+// `text` says how SQLite treats a bound text: SQLITE_STATIC when the
+// argument list outlives the statement's use (an update steps to the end
+// before returning), SQLITE_TRANSIENT when SQLite must copy it.
+int bindValue(sqlite3_stmt* stmt, int index, const VEQValue& value, sqlite3_destructor_type text) {
+  struct Bind {
+    sqlite3_stmt* stmt;
+    int index;
+    int null() const { return sqlite3_bind_null(stmt, index); }
+    int integer(int64_t v) const { return sqlite3_bind_int64(stmt, index, v); }
+    int real(double v) const { return sqlite3_bind_double(stmt, index, v); }
+    int text(const std::string& chars, sqlite3_destructor_type d) const {
+      return sqlite3_bind_text64(stmt, index, chars.data(), chars.size(), d, SQLITE_UTF8);
+    }
+  };
+  return passValue(value, text, Bind{stmt, index});
+}
 
 }  // namespace
+
+void veqResultValue(sqlite3_context* context, const VEQValue& value) {
+  struct Result {
+    sqlite3_context* context;
+    int null() const { return sqlite3_result_null(context), SQLITE_OK; }
+    int integer(int64_t v) const { return sqlite3_result_int64(context, v), SQLITE_OK; }
+    int real(double v) const { return sqlite3_result_double(context, v), SQLITE_OK; }
+    int text(const std::string& chars, sqlite3_destructor_type d) const {
+      return sqlite3_result_text64(context, chars.data(), chars.size(), d, SQLITE_UTF8), SQLITE_OK;
+    }
+  };
+  passValue(value, SQLITE_STATIC, Result{context});
+}
 
 VEQFMDatabase::VEQFMDatabase(std::string path) : path_(std::move(path)) {}
 

@@ -65,6 +65,7 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+struct sqlite3_context;
 
 namespace veq {
 
@@ -78,6 +79,12 @@ struct VEQSqlParam {
   int64_t number;
   bool operator==(const VEQSqlParam&) const = default;
 };
+
+// Sets a virtual table column's (or function's) result to `value`, as
+// executeUpdate binds it: null, integer (a boolean as 0 or 1), real, text,
+// a list or dictionary as its JSON text. A text is not copied: it must stay
+// unchanged until SQLite has used the result.
+void veqResultValue(sqlite3_context* context, const VEQValue& value);
 
 class VEQFMDatabase {
  public:

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "collaborators/health_sql.h"
-#include "collaborators/json.h"
 #include "collaborators/key_marks.h"
 #include "migration/migration_session.h"
 #include "migration/row_outcome.h"
@@ -82,24 +81,7 @@ struct VEQRecordWriter::Cursor {
     }
     // The values as the row-by-row INSERT binds them. They stay put until
     // SQLite asks for the next row, after it has written this one.
-    const VEQValue& value = args[static_cast<size_t>(i)];
-    switch (value.kind()) {
-      case VEQValue::Kind::Null: sqlite3_result_null(ctx); break;
-      case VEQValue::Kind::Bool: sqlite3_result_int(ctx, value.boolValue() ? 1 : 0); break;
-      case VEQValue::Kind::Integer: sqlite3_result_int64(ctx, value.integerValue()); break;
-      case VEQValue::Kind::Real: sqlite3_result_double(ctx, value.doubleValue()); break;
-      case VEQValue::Kind::Text: {
-        const std::string& chars = value.text();
-        sqlite3_result_text64(ctx, chars.data(), chars.size(), SQLITE_STATIC, SQLITE_UTF8);
-        break;
-      }
-      case VEQValue::Kind::Array:
-      case VEQValue::Kind::Dict: {
-        const std::string json = objectToJsonString(value).value_or(std::string());
-        sqlite3_result_text64(ctx, json.data(), json.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-        break;
-      }
-    }
+    veqResultValue(ctx, args[static_cast<size_t>(i)]);
     return SQLITE_OK;
   }
   static int rowid(sqlite3_vtab_cursor* base, sqlite3_int64* id) {
