@@ -5,14 +5,19 @@
 //      when it is already there);
 //   2. its "t_sport_item" table alone is copied into a store of its own, so
 //      the tool's run measures that table and nothing else;
-//   3. `veq-migrate run` migrates that store as a child process: wall time,
-//      the report's own time and peak resident memory (wait4 rusage);
-//   4. the same rows are copied with one INSERT … SELECT into a table shaped
-//      like the new sport item table (same columns and indexes);
-//   5. the same rows once more, one prepared INSERT per row (the floor of a
-//      row-per-statement write, nothing looked up or converted);
-//   6. rows per second of the tool and the copy, their ratio, the floor's
-//      ratio and the tool's memory are printed.
+//   3. then, --repeats times, one after the other:
+//      a. `veq-migrate run` migrates that store into a fresh output as a
+//         child process: wall time, CPU time and peak resident memory (wait4
+//         rusage);
+//      b. the same once more on its own output: every record is found and
+//         updated;
+//      c. the same rows are copied with one INSERT … SELECT into a table
+//         shaped like the new sport item table (same columns and indexes);
+//      d. the same rows once more, one prepared INSERT per row (the floor of
+//         a row-per-statement write, nothing looked up or converted);
+//   4. the ratios taken within each repeat, the CPU seconds and the peak
+//      memory are printed as min and median over the repeats (series.h),
+//      with the load average at the start and the end.
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -23,6 +28,7 @@
 
 #include "bench/child_process.h"
 #include "bench/copies.h"
+#include "bench/series.h"
 #include "bench/whole_store.h"
 
 namespace fs = std::filesystem;
@@ -39,12 +45,6 @@ const std::vector<std::string> kItemExpressions = {
     "1", "''", "''", "''", "''", "''",
     "smart_device_id", "serial_number", "date", "distance", "calories", "active_time", "sport_count", "mode"};
 
-double reportSeconds(const fs::path& jsonPath) {
-  std::ifstream in(jsonPath);
-  const auto json = nlohmann::json::parse(in, nullptr, /*allow_exceptions=*/false);
-  return json.is_object() && json.contains("seconds") ? json["seconds"].get<double>() : 0;
-}
-
 int64_t newRecordCount(const fs::path& jsonPath, const std::string& table) {
   std::ifstream in(jsonPath);
   const auto json = nlohmann::json::parse(in, nullptr, false);
@@ -57,11 +57,16 @@ int fail(const std::string& message) {
   return 1;
 }
 
+// Targets the benchmark prints its medians against.
+constexpr double kFirstRunPerCopy = 2.0, kSecondPerFirst = 1.1, kPeakMiB = 16;
+
+const char* verdict(bool met) { return met ? "met" : "NOT met"; }
+
 }  // namespace
 
 int main(int argc, char** argv) {
   std::string work = "/tmp/veq-bench", tool = siblingTool(), timeZone = "UTC";
-  int days = 2900, devices = 4;
+  int days = 2900, devices = 4, repeats = 5;
   uint64_t seed = 1;
   bool reuse = false, wholeStore = false;
   CLI::App app{"Times veq-migrate on legacy sport intervals against a plain SQL copy."};
@@ -69,6 +74,8 @@ int main(int argc, char** argv) {
   app.add_option("--days", days, "Days of history per device");
   app.add_option("--devices", devices, "Devices");
   app.add_option("--seed", seed, "Fixture seed");
+  app.add_option("--repeats", repeats, "Repeats of tool, copy and floor, one after the other")
+      ->check(CLI::PositiveNumber);
   app.add_option("--tool", tool, "Path of veq-migrate");
   app.add_option("--time-zone", timeZone, "Time zone the tool converts legacy days in");
   app.add_flag("--reuse", reuse, "Keep fixtures already in the working directory");
@@ -78,7 +85,7 @@ int main(int argc, char** argv) {
   if (wholeStore) {
     const bool defaultSize = app.count("--days") == 0 && app.count("--devices") == 0;
     return veq::bench::runWholeStore({work + "/whole-store", tool, timeZone, defaultSize ? 1095 : days,
-                                      defaultSize ? 2 : devices, seed, reuse});
+                                      defaultSize ? 2 : devices, seed, reuse, repeats});
   }
 
   const fs::path dir = work, fixtures = dir / "fixtures", legacy = fixtures / "ios.sqlite";
@@ -97,41 +104,54 @@ int main(int argc, char** argv) {
   std::string error;
   if (!veq::bench::extractTables(legacy.string(), {"t_sport_item"}, items.string(), &error)) return fail(error);
 
-  fs::remove(migrated);
-  const ChildResult run = veq::bench::runMeasured({tool, "run", "--ios", items.string(), "--out", migrated.string(),
-                                                   "--time-zone", timeZone, "--json", report.string()},
-                                                  "/dev/null");
-  if (run.exitStatus != 0) return fail(fmt::format("veq-migrate run exited with {}", run.exitStatus));
-
-  // Again on the migrated output: every record is found and updated.
-  const ChildResult rerun = veq::bench::runMeasured({tool, "run", "--ios", items.string(), "--out",
-                                                     migrated.string(), "--time-zone", timeZone},
+  const std::string loadAtStart = veq::bench::loadAverage();
+  veq::bench::Series cpu, ratios, memory;
+  veq::bench::PlainCopyResult copy, floor;
+  for (int repeat = 1; repeat <= repeats; ++repeat) {
+    fs::remove(migrated);
+    const ChildResult run = veq::bench::runMeasured({tool, "run", "--ios", items.string(), "--out",
+                                                     migrated.string(), "--time-zone", timeZone, "--json",
+                                                     report.string()},
                                                     "/dev/null");
-  if (rerun.exitStatus != 0) return fail(fmt::format("second veq-migrate run exited with {}", rerun.exitStatus));
+    if (run.exitStatus != 0) return fail(fmt::format("veq-migrate run exited with {}", run.exitStatus));
+    const ChildResult rerun = veq::bench::runMeasured({tool, "run", "--ios", items.string(), "--out",
+                                                       migrated.string(), "--time-zone", timeZone},
+                                                      "/dev/null");
+    if (rerun.exitStatus != 0) return fail(fmt::format("second veq-migrate run exited with {}", rerun.exitStatus));
+    veq::bench::PlainCopy plainCopy{items.string(), "t_sport_item", kItemExpressions, migrated.string(),
+                                    "health_sport_item", plain.string()};
+    if (!veq::bench::runPlainCopy(plainCopy, &copy, &error)) return fail(error);
+    plainCopy.rowByRow = true;
+    if (!veq::bench::runPlainCopy(plainCopy, &floor, &error)) return fail(error);
 
-  veq::bench::PlainCopyResult copy, rowByRow;
-  veq::bench::PlainCopy plainCopy{items.string(), "t_sport_item", kItemExpressions, migrated.string(),
-                                  "health_sport_item", plain.string()};
-  if (!veq::bench::runPlainCopy(plainCopy, &copy, &error)) return fail(error);
-  plainCopy.rowByRow = true;
-  if (!veq::bench::runPlainCopy(plainCopy, &rowByRow, &error)) return fail(error);
+    fmt::print("repeat {}/{}: first run {:.2f} s, second {:.2f} s, copy {:.2f} s, floor {:.2f} s CPU; load {}\n",
+               repeat, repeats, run.cpuSeconds, rerun.cpuSeconds, copy.cpuSeconds, floor.cpuSeconds,
+               veq::bench::loadAverage());
+    cpu.add("tool, first run", run.cpuSeconds);
+    cpu.add("tool, second run", rerun.cpuSeconds);
+    cpu.add("plain INSERT … SELECT", copy.cpuSeconds);
+    cpu.add("row-by-row INSERT (floor)", floor.cpuSeconds);
+    ratios.add("first run / plain copy", run.cpuSeconds / copy.cpuSeconds);
+    ratios.add("first run / row-by-row floor", run.cpuSeconds / floor.cpuSeconds);
+    ratios.add("row-by-row floor / plain copy", floor.cpuSeconds / copy.cpuSeconds);
+    ratios.add("second run / first run", rerun.cpuSeconds / run.cpuSeconds);
+    ratios.add("first run / plain copy, wall", run.seconds / copy.seconds);
+    memory.add("peak RSS, first run", run.peakRssKiB / 1024.0);
+    memory.add("peak RSS, second run", rerun.peakRssKiB / 1024.0);
+  }
 
-  const auto rows = static_cast<double>(copy.rows);  // every legacy interval
-  const double migrateSeconds = reportSeconds(report);
-  const double peakMiB = run.peakRssKiB / 1024.0;
-  fmt::print("legacy t_sport_item rows   {}\n", copy.rows);
-  fmt::print("veq-migrate run            {:.2f} s wall ({:.2f} s migrating), {:.2f} s CPU, {} records\n",
-             run.seconds, migrateSeconds, run.cpuSeconds, newRecordCount(report, "health_sport_item"));
-  fmt::print("plain INSERT … SELECT      {:.2f} s wall, {:.2f} s CPU\n", copy.seconds, copy.cpuSeconds);
-  fmt::print("rows/s (wall, CPU)         tool {:.0f}, {:.0f}; plain {:.0f}, {:.0f}\n", rows / run.seconds,
-             rows / run.cpuSeconds, rows / copy.seconds, rows / copy.cpuSeconds);
-  fmt::print("ratio tool / plain         {:.2f}x wall, {:.2f}x CPU\n", run.seconds / copy.seconds,
-             run.cpuSeconds / copy.cpuSeconds);
-  fmt::print("row-by-row INSERT (floor)  {:.2f} s CPU, {:.2f}x the plain copy\n", rowByRow.cpuSeconds,
-             rowByRow.cpuSeconds / copy.cpuSeconds);
-  fmt::print("second run                 {:.2f} s CPU, {:.2f}x the first\n", rerun.cpuSeconds,
-             rerun.cpuSeconds / run.cpuSeconds);
-  fmt::print("tool peak RSS              {:.1f} MiB ({:.0f} bytes per legacy row)\n", peakMiB,
-             run.peakRssKiB * 1024.0 / rows);
+  const double peak = std::max(memory.median("peak RSS, first run"), memory.median("peak RSS, second run"));
+  fmt::print("\nlegacy t_sport_item rows   {} ({} records written)\n", copy.rows,
+             newRecordCount(report, "health_sport_item"));
+  fmt::print("load average               {} at the start, {} at the end\n", loadAtStart, veq::bench::loadAverage());
+  fmt::print("CPU seconds over {} repeats\n{}", repeats, cpu.table(" s", 2));
+  fmt::print("ratios within a repeat (CPU unless marked)\n{}", ratios.table("x", 2));
+  fmt::print("tool memory\n{}", memory.table(" MiB", 1));
+  fmt::print("targets (medians): first run ≤ {:.1f}x the copy: {}; below the floor: {}; second run ≤ {:.1f}x the "
+             "first: {}; peak RSS ≤ {:.0f} MiB: {}\n",
+             kFirstRunPerCopy, verdict(ratios.median("first run / plain copy") <= kFirstRunPerCopy),
+             verdict(ratios.median("first run / row-by-row floor") < 1), kSecondPerFirst,
+             verdict(ratios.median("second run / first run") <= kSecondPerFirst), kPeakMiB,
+             verdict(peak <= kPeakMiB));
   return 0;
 }

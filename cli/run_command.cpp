@@ -128,6 +128,7 @@ bool MigrationRun::openStores() {
     if (path.empty()) continue;
     std::shared_ptr<VEQFMDatabase> db;
     if (const Problem problem = openCheckedDatabase(path, SQLITE_OPEN_READONLY, &db)) return refuse(path, *problem);
+    if (!db->executeStatements(kLegacyPragmas)) return refuse(path, "cannot read: " + db->lastErrorMessage());
     stores_.push_back({&kind, path, std::make_shared<VEQFMDatabaseQueue>(db)});
   }
   if (stores_.empty()) return refuse("run", "no legacy store given (--ios, --android or --android-cloud)");
