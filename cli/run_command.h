@@ -75,21 +75,22 @@ std::shared_ptr<const VEQTimeZone> runTimeZone(const RunOptions& options);
 // Connection settings of the output database, for bulk loading: one
 // transaction per legacy table, so a rollback journal (which copies only
 // pages that existed before) writes less than a write-ahead log (which writes
-// every page twice); NORMAL syncs once per commit; a 4 MiB page cache, sized
+// every page twice); NORMAL syncs once per commit; a 2 MiB page cache, sized
 // for a phone: records arrive in key order, so inserts and look-ups touch the
 // right edge of the table and its indexes, which a few hundred pages hold. On
-// a million intervals 4, 8 and 32 MiB cost the same CPU, and the run's peak
-// memory follows the caches: 13 MiB with these settings, 19 MiB with 8 MiB
-// (and 1 MiB for the legacy store), 54 MiB with 32 MiB (and SQLite's 2 MiB).
-// The benchmark's yardstick uses the same.
+// a million intervals 2, 4, 8 and 32 MiB cost the same CPU (first run and
+// rerun), and the run's peak memory follows the caches: 11 MiB with these
+// settings, 13 MiB with 4 MiB, 19 MiB with 8 MiB (and 1 MiB for the legacy
+// store), 54 MiB with 32 MiB (and SQLite's 2 MiB); a whole user's three
+// stores peak at 15 MiB. The benchmark's yardstick uses the same.
 inline constexpr const char* kOutputPragmas =
-    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-4096; PRAGMA temp_store=MEMORY;";
+    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-2048; PRAGMA temp_store=MEMORY;";
 
-// Connection settings of each legacy store: a 512 KiB page cache. A legacy
+// Connection settings of each legacy store: a 256 KiB page cache. A legacy
 // table is read once, front to back, so its pages are not read again; what
 // is worth caching is the upper levels of the indexes behind the grouped
 // counts and the per-track look-ups, a few dozen pages. At SQLite's default
 // of 2 MiB the three stores of a whole run would hold 6 MiB.
-inline constexpr const char* kLegacyPragmas = "PRAGMA cache_size=-512;";
+inline constexpr const char* kLegacyPragmas = "PRAGMA cache_size=-256;";
 
 }  // namespace veq
