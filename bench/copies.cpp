@@ -11,7 +11,7 @@
 #include <filesystem>
 
 #include "bench/child_process.h"
-#include "cli/run_command.h"
+#include "files/migration_files.h"
 #include "collaborators/fmdb.h"
 
 namespace veq::bench {
