@@ -11,8 +11,8 @@
 #include <filesystem>
 
 #include "bench/child_process.h"
-#include "files/migration_files.h"
 #include "collaborators/fmdb.h"
+#include "files/migration_files.h"
 
 namespace veq::bench {
 namespace {
