@@ -112,7 +112,7 @@ TableFindings compare(VEQFMDatabase& db, const std::string& table, bool held, in
       VEQArray args;
       for (const std::string& k : key) {
         where += fmt::format("{}{} IS ?", where.empty() ? "" : " AND ", sqlIdentifier(k));
-        args.push_back(VEQValue(example[k].get<std::string>()));
+        args.emplace_back(example[k].get<std::string>());
       }
       Json differ = Json::array();
       for (const std::string& column : columns) {
