@@ -1,0 +1,190 @@
+package com.veq.migrate;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertSame;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.OutputStream;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.time.Duration;
+import java.util.ArrayList;
+import java.util.List;
+import org.junit.jupiter.api.BeforeAll;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+/** Bad input gives the library's message; a throwing listener stops the run as documented. */
+class FailureTest {
+  @TempDir static Path fixtures;
+
+  @BeforeAll
+  static void generate() throws Exception {
+    Tool.fixtures(fixtures);
+  }
+
+  private static Path store(String name) {
+    return fixtures.resolve(name + ".sqlite");
+  }
+
+  /** Opening fails as the tool's checks do, with the tool's own words. */
+  private static void refusedAsByTheTool(MigrationException.Reason reason, Migration.Builder builder, Path dir,
+                                         String... toolArgs) throws Exception {
+    Tool.Result tool = Tool.run(dir, toolArgs);
+    assertEquals(2, tool.status(), tool.err());
+    MigrationException e = assertThrows(MigrationException.class, builder::open);
+    assertEquals(reason, e.reason());
+    assertEquals(Tool.problem(tool), e.getMessage());
+    assertEquals(null, e.report());
+  }
+
+  @Test
+  void badInputIsRefusedWithTheLibrarysMessage(@TempDir Path dir) throws Exception {
+    // A name outside the Basic Multilingual Plane must cross the JNI boundary intact.
+    Path missing = Files.createDirectories(dir.resolve("\u00dcber \ud83d\ude00")).resolve("missing.sqlite");
+    Path out = dir.resolve("new.sqlite");
+    refusedAsByTheTool(MigrationException.Reason.STORE, Migration.builder(out).iosStore(missing), dir,
+                       "run", "--ios", missing.toString(), "--out", out.toString(), "--time-zone", "UTC");
+    refusedAsByTheTool(MigrationException.Reason.OUTPUT,
+                       Migration.builder(store("android")).androidStore(store("android")).timeZone("UTC"), dir,
+                       "run", "--android", store("android").toString(), "--out", store("android").toString(),
+                       "--time-zone", "UTC");
+    MigrationException zone = assertThrows(MigrationException.class,
+                                           Migration.builder(out).iosStore(store("ios")).timeZone("Mars/Base")::open);
+    assertEquals(MigrationException.Reason.ZONE, zone.reason());
+    assertTrue(zone.getMessage().contains("Mars/Base"), zone.getMessage());
+    assertFalse(Files.exists(out), "a refused open leaves no output behind");
+  }
+
+  @Test
+  void aLockedOutputIsRefusedAfterTheLockWait(@TempDir Path dir) throws Exception {
+    Path out = dir.resolve("new.sqlite");
+    Process holder = new ProcessBuilder("sqlite3", out.toString()).redirectErrorStream(true).start();
+    try (OutputStream in = holder.getOutputStream()) {
+      in.write("CREATE TABLE held(x); BEGIN IMMEDIATE; INSERT INTO held VALUES (1); SELECT 'held';\n"
+                   .getBytes(StandardCharsets.UTF_8));
+      in.flush();
+      byte[] held = new byte[5];
+      assertEquals(5, holder.getInputStream().readNBytes(held, 0, 5));
+      MigrationException e = assertThrows(
+          MigrationException.class,
+          Migration.builder(out).iosStore(store("ios")).timeZone("UTC").lockWait(Duration.ofMillis(200))::open);
+      assertEquals(MigrationException.Reason.LOCKED, e.reason());
+      assertTrue(e.getMessage().startsWith(out + ": locked by another process"), e.getMessage());
+    } finally {
+      holder.destroy();
+      holder.waitFor();
+    }
+  }
+
+  static final class Stop extends RuntimeException {
+    private static final long serialVersionUID = 1L;
+  }
+
+  private static Migration android(Path dir) {
+    return Migration.builder(dir.resolve("new.sqlite")).androidStore(store("android")).timeZone("UTC").open();
+  }
+
+  private static long records(Path db, String table) throws Exception {
+    Tool.Result r = Tool.exec(db.getParent(), List.of("sqlite3", db.toString(), "SELECT count(*) FROM " + table));
+    return Long.parseLong(r.out().strip());
+  }
+
+  @Test
+  void aThrowingListenerRollsItsTableBackAndReachesTheCaller(@TempDir Path dir) throws Exception {
+    Stop stop = new Stop();
+    List<String> heardAfter = new ArrayList<>();
+    try (Migration migration = android(dir)) {
+      Migration.Listener listener = new Migration.Listener() {
+        boolean thrown;
+
+        @Override
+        public void rowMigrated(Row row) {
+          if (thrown) {
+            heardAfter.add(row.table());
+          } else if (row.table().equals("HEALTH_SPORT_ITEM") && row.position() == 4) {
+            thrown = true;
+            throw stop;
+          }
+        }
+
+        @Override
+        public void tableFinished(TableSummary summary) {
+          if (thrown) {
+            heardAfter.add(summary.table());
+          }
+        }
+      };
+      assertSame(stop, assertThrows(Stop.class, () -> migration.migrateStore(Store.ANDROID, listener)));
+      assertEquals(List.of(), heardAfter);
+      // The tables before it were committed; none of its rows was kept.
+      assertTrue(records(dir.resolve("new.sqlite"), "health_sport") > 0);
+      assertEquals(0, records(dir.resolve("new.sqlite"), "health_sport_item"));
+
+      // The migration goes on from the stopped table.
+      MigrationReport rerun = migration.migrateTable(Store.ANDROID, "HEALTH_SPORT_ITEM");
+      TableSummary items = rerun.table(Store.ANDROID, "HEALTH_SPORT_ITEM");
+      assertEquals(items.rows(), items.inserted() + items.skipped());
+      assertEquals(items.inserted(), records(dir.resolve("new.sqlite"), "health_sport_item"));
+    }
+  }
+
+  @Test
+  void aListenerThrowingAtATablesEndKeepsItAndStopsBeforeTheNext(@TempDir Path dir) throws Exception {
+    Stop stop = new Stop();
+    List<String> started = new ArrayList<>();
+    try (Migration migration = android(dir)) {
+      assertSame(stop, assertThrows(Stop.class, () -> migration.migrateStore(Store.ANDROID, new Migration.Listener() {
+        @Override
+        public void tableStarted(Store store, String table, long rows) {
+          started.add(table);
+        }
+
+        @Override
+        public void tableFinished(TableSummary summary) {
+          if (summary.table().equals("HEALTH_SPORT")) {
+            throw stop;
+          }
+        }
+      })));
+      assertEquals("HEALTH_SPORT", started.get(started.size() - 1));
+      assertTrue(records(dir.resolve("new.sqlite"), "health_sport") > 0);
+    }
+  }
+
+  @Test
+  void aListenerMayNotCallItsMigration(@TempDir Path dir) throws Exception {
+    List<Class<?>> refusals = new ArrayList<>();
+    try (Migration migration = android(dir)) {
+      migration.migrateTable(Store.ANDROID, "BASIC_INFOS", new Migration.Listener() {
+        @Override
+        public void rowMigrated(Row row) {
+          for (Runnable call : List.<Runnable>of(migration::close, migration::verify, migration::rowCounts,
+                                                  () -> migration.migrateAll())) {
+            try {
+              call.run();
+            } catch (IllegalStateException e) {
+              refusals.add(e.getClass());
+            }
+          }
+        }
+      });
+      assertEquals(8, refusals.size(), refusals.toString());
+      assertTrue(migration.verify().holdsEverything());
+    }
+  }
+
+  @Test
+  void aClosedMigrationRefusesCalls(@TempDir Path dir) {
+    Migration migration = android(dir);
+    migration.close();
+    migration.close();
+    assertThrows(IllegalStateException.class, migration::rowCounts);
+    try (Migration other = android(dir)) {
+      assertThrows(IllegalArgumentException.class, () -> other.migrateTable(Store.ANDROID, "no_such_table"));
+    }
+  }
+}
