@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the library from a configured build directory into a temporary
 # prefix, then builds and runs the example application against it, once
-# through the CMake package and once through pkg-config.
+# through the CMake package and once through pkg-config; then the Java
+# example against the installed jar and JNI library (check-install-java.sh).
 # Usage: scripts/check-install.sh BUILD_DIR
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -20,3 +21,4 @@ g++ -std=c++20 examples/migrate_one_table/main.cpp -o "$prefix/pc-example" \
   $(pkg-config --static --cflags --libs veq_migrate)
 "$prefix/pc-example" "$prefix"
 echo "install check: the example builds and runs against the installed package (CMake and pkg-config)"
+scripts/check-install-java.sh "$prefix/usr"
