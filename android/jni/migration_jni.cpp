@@ -152,11 +152,11 @@ void throwStatus(JNIEnv* env, veq_status status, const veq_migration* migration)
   if (message == nullptr) return;
   auto* failure = static_cast<jthrowable>(
       env->CallStaticObjectMethod(names.migration, names.failure, static_cast<jint>(status), message));
-  env->DeleteLocalRef(message);
-  if (failure != nullptr && !env->ExceptionCheck()) {
+  if (!env->ExceptionCheck() && failure != nullptr) {
     env->Throw(failure);
     env->DeleteLocalRef(failure);
   }
+  env->DeleteLocalRef(message);
 }
 
 // True when the call succeeded; otherwise the exception is thrown.
@@ -249,6 +249,7 @@ jobject summaryObject(JNIEnv* env, const veq_table_summary* summary) {
     env->SetLongArrayRegion(array, 0, 10 + VEQ_SKIP_REASON_CAPACITY, counts);
     result = env->CallStaticObjectMethod(names.tableSummary, names.summaryFromNative, store, table, array, firstError,
                                          static_cast<jboolean>(summary->rolled_back != 0));
+    if (env->ExceptionCheck()) result = nullptr;
   }
   for (jobject local : {static_cast<jobject>(store), static_cast<jobject>(table), static_cast<jobject>(firstError),
                         static_cast<jobject>(array)}) {
@@ -271,8 +272,9 @@ int onRow(void* user, const veq_row_event* row) {
   env->CallVoidMethod(scope->dispatcher, names.row, scope->store, scope->table, static_cast<jlong>(row->position),
                       static_cast<jboolean>(row->succeeded != 0), static_cast<jint>(row->outcome),
                       static_cast<jint>(row->reason), message);
+  const int stop = scope->caught();
   if (message != nullptr) env->DeleteLocalRef(message);
-  return scope->caught();
+  return stop;
 }
 
 int onTable(void* user, const veq_table_summary* summary, veq_table_event event) {
@@ -288,7 +290,9 @@ int onTable(void* user, const veq_table_summary* summary, veq_table_event event)
     jobject object = summaryObject(env, summary);
     if (object != nullptr) {
       env->CallVoidMethod(scope->dispatcher, names.tableFinished, object);
+      const int stop = scope->caught();
       env->DeleteLocalRef(object);
+      return stop;
     }
   }
   return scope->caught();
@@ -568,8 +572,8 @@ JNIEXPORT jobjectArray JNICALL Java_com_veq_migrate_Migration_nativeVerifyTables
     jobject table = env->NewObject(names.verifyTable, names.verifyTableNew, name, static_cast<jlong>(t->expected),
                                    static_cast<jlong>(t->output), static_cast<jlong>(t->missing),
                                    static_cast<jlong>(t->differing), static_cast<jlong>(t->extra));
+    if (env->ExceptionCheck() || table == nullptr) return nullptr;
     env->DeleteLocalRef(name);
-    if (table == nullptr) return nullptr;
     env->SetObjectArrayElement(tables, static_cast<jsize>(i), table);
     env->DeleteLocalRef(table);
   }
