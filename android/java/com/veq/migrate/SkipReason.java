@@ -5,8 +5,8 @@ package com.veq.migrate;
  * codes, which {@link #fromCode} relies on.
  */
 public enum SkipReason {
-  /** The row was not skipped. */
-  NONE("none"),
+  /** The row was not skipped (label ""). */
+  NONE(""),
   /** The row names no device. */
   NO_DEVICE_KEY("no_device_key"),
   /** A user row without a user id. */

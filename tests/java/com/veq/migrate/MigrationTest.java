@@ -128,8 +128,7 @@ class MigrationTest {
       }
       List<String> rejected = rows.stream().filter(r -> r.outcome() == RowOutcome.SKIPPED
                                                          || r.outcome() == RowOutcome.WRITE_FAILED)
-                                  .map(r -> r.outcome().label() + "/"
-                                            + (r.reason() == SkipReason.NONE ? "" : r.reason().label()))
+                                  .map(r -> r.outcome().label() + "/" + r.reason().label())
                                   .toList();
       assertEquals(rejects.getOrDefault(key, List.of()), rejected, key);
       heard.merge(summary.store(), (long) rows.size(), Long::sum);
