@@ -327,7 +327,7 @@ public final class Migration implements AutoCloseable {
     return new MigrationReport(List.of(nativeTables(h)), notConverted);
   }
 
-  private long open() {
+  private long live() {
     if (handle == 0) {
       throw new IllegalStateException("the migration is closed");
     }
@@ -335,7 +335,7 @@ public final class Migration implements AutoCloseable {
   }
 
   private long idle() {
-    long h = open();
+    long h = live();
     if (running) {
       throw new IllegalStateException("the migration is running: a listener may not call it");
     }

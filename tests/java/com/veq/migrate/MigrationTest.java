@@ -14,6 +14,7 @@ import java.util.EnumMap;
 import java.util.List;
 import java.util.Map;
 import java.util.TreeMap;
+import java.util.concurrent.ConcurrentHashMap;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
@@ -165,6 +166,38 @@ class MigrationTest {
       migration.migrateAll();
     }
     assertEquals(Tool.dump(dir.resolve("cpp.sqlite")), Tool.dump(dir.resolve("java.sqlite")));
+  }
+
+  @Test
+  void twoMigrationsOnTwoThreadsMigrateAtOnce(@TempDir Path dir) throws Exception {
+    toolRun(dir, "UTC");
+    List<Thread> threads = new ArrayList<>();
+    Map<String, Throwable> failures = new ConcurrentHashMap<>();
+    Map<String, Long> rowsHeard = new ConcurrentHashMap<>();
+    for (String output : List.of("first.sqlite", "second.sqlite")) {
+      Migration.Builder builder = builder(dir, output).timeZone(ZoneId.of("UTC"));
+      threads.add(new Thread(() -> {
+        try (Migration migration = builder.open()) {
+          migration.migrateAll(new Migration.Listener() {
+            @Override
+            public void rowMigrated(Row row) {
+              rowsHeard.merge(output, 1L, Long::sum);
+            }
+          });
+        } catch (Throwable e) {
+          failures.put(output, e);
+        }
+      }));
+    }
+    threads.forEach(Thread::start);
+    for (Thread thread : threads) {
+      thread.join();
+    }
+    assertEquals(Map.of(), failures);
+    assertEquals(rowsHeard.get("first.sqlite"), rowsHeard.get("second.sqlite"));
+    Map<String, List<String>> expected = Tool.dump(dir.resolve("cpp.sqlite"));
+    assertEquals(expected, Tool.dump(dir.resolve("first.sqlite")));
+    assertEquals(expected, Tool.dump(dir.resolve("second.sqlite")));
   }
 
   @Test
