@@ -190,9 +190,9 @@ typedef enum veq_skip_reason {
 
 /* Short stable names ("inserted", "updated", "kept", "skipped",
  * "write_failed", "unstated"; "no_device_key", "no_user_id",
- * "unknown_device", "no_date", "year_1970", "duration_over_one_day",
- * "none") and a sentence for people ("the row names no device", …). NULL
- * for values out of range. */
+ * "unknown_device", "no_date", "year_1970", "duration_over_one_day"; ""
+ * for VEQ_SKIP_NONE) and a sentence for people ("the row names no device",
+ * …; "" for VEQ_SKIP_NONE). NULL for values out of range. */
 VEQ_API const char* veq_outcome_name(veq_row_outcome outcome);
 VEQ_API const char* veq_skip_reason_name(veq_skip_reason reason);
 VEQ_API const char* veq_skip_reason_text(veq_skip_reason reason);

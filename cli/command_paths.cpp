@@ -3,32 +3,10 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <map>
 
 namespace veq {
 
-namespace fs = std::filesystem;
-
-std::optional<PathClash> findPathClash(const std::vector<NamedPath>& paths) {
-  for (size_t i = 0; i < paths.size(); ++i) {
-    if (!paths[i].written || paths[i].path.empty()) continue;
-    for (size_t j = 0; j < paths.size(); ++j) {
-      const NamedPath& other = paths[j];
-      if (i == j || other.path.empty() || (other.written && j < i)) continue;
-      if (sameFile(paths[i].path, other.path)) return PathClash{paths[i], other};
-    }
-  }
-  return std::nullopt;
-}
-
-bool sameFile(const std::string& a, const std::string& b) {
-  std::error_code ec;
-  if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec);
-  const fs::path ca = fs::weakly_canonical(fs::absolute(a, ec), ec);
-  const fs::path cb = fs::weakly_canonical(fs::absolute(b, ec), ec);
-  return ca == cb;
-}
 
 namespace {
 

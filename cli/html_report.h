@@ -30,17 +30,11 @@
 #include <vector>
 
 #include "cli/health_coverage.h"
-#include "cli/problem.h"
+#include "files/problem.h"
+#include "files/verification.h"
 #include "cli/report.h"
 
 namespace veq {
-
-// verify's comparison of one new table with the output.
-struct TableFindings {
-  std::string table;
-  int64_t expected = 0, output = 0, missing = 0, differing = 0, extra = 0;
-  nlohmann::ordered_json examples = nlohmann::ordered_json::object();  // kind → list of records
-};
 
 // The examples of a table as lines "<kind>: <record as JSON>".
 std::vector<std::string> exampleLines(const TableFindings& findings);

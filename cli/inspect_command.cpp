@@ -10,7 +10,7 @@
 #include <set>
 
 #include "cli/command_paths.h"
-#include "cli/database_inspection.h"
+#include "files/database_inspection.h"
 #include "cli/health_coverage.h"
 #include "cli/html_report.h"
 #include "cli/scratch_migration.h"

@@ -26,7 +26,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/problem.h"
+#include "files/problem.h"
 #include "collaborators/fmdb.h"
 #include "migration/row_outcome.h"
 

@@ -4,26 +4,25 @@
 
 #include <fmt/format.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "cli/command_paths.h"
-#include "cli/database_inspection.h"
-#include "cli/progress.h"
 #include "cli/health_coverage.h"
 #include "cli/html_report.h"
+#include "cli/progress.h"
 #include "cli/rejects.h"
 #include "cli/report.h"
 #include "cli/scratch_migration.h"
 #include "collaborators/db_manager.h"
 #include "collaborators/schema_installer.h"
 #include "collaborators/user_defaults.h"
+#include "files/migration_files.h"
+#include "files/path_clash.h"
 #include "migration/migration_plan.h"
 #include "migration/migration_session.h"
 #include "migration/plan_summary.h"
@@ -31,41 +30,6 @@
 namespace veq {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-Problem createDatabase(const std::string& path, std::shared_ptr<VEQFMDatabase>* db) {
-  *db = std::make_shared<VEQFMDatabase>(path);
-  if ((*db)->open()) return std::nullopt;
-  const std::string message = (*db)->lastErrorMessage();
-  db->reset();
-  return "cannot create: " + message;
-}
-
-// Lock, pragmas and schema of the output. Another process writing the output
-// (another run, the SDK in a write transaction) is waited for up to
-// `lockWait`; after that the run is refused before it writes anything.
-Problem prepareOutput(VEQFMDatabase& db, std::chrono::milliseconds lockWait) {
-  if (sqlite3_db_readonly(db.sqliteHandle(), "main") == 1) return "not writable";
-  sqlite3_busy_timeout(db.sqliteHandle(), static_cast<int>(lockWait.count()));
-  if (!db.executeStatements("BEGIN IMMEDIATE; ROLLBACK;")) {
-    const int code = db.lastErrorCode() & 0xff;
-    if (code == SQLITE_BUSY || code == SQLITE_LOCKED) {
-      return fmt::format("locked by another process; gave up after waiting {:.1f} s for its write lock",
-                         std::chrono::duration<double>(lockWait).count());
-    }
-    return "cannot write: " + db.lastErrorMessage();
-  }
-  std::string error;
-  if (db.executeStatements(kOutputPragmas) && veqInstallSchema(&db, &error)) return std::nullopt;
-  return "cannot write: " + (error.empty() ? db.lastErrorMessage() : error);
-}
-
-struct OpenStore {
-  const LegacyStoreKind* kind;
-  std::string path;
-  std::shared_ptr<VEQFMDatabaseQueue> queue;
-};
 
 class MigrationRun {
  public:
@@ -78,12 +42,12 @@ class MigrationRun {
 
  private:
   bool refuse(const std::string& subject, const std::string& problem);
+  bool refuse(const std::string& line);
   bool checkTimeZone();
   bool openStores();
   bool checkDefaults();
   bool checkOutputPaths();
   bool openOutput();
-  void discardOutput(VEQFMDatabase* db);
   void attachStores();
   bool migrate();
   void finishReport(VEQFMDatabase& db);
@@ -110,6 +74,11 @@ bool MigrationRun::refuse(const std::string& subject, const std::string& problem
   return false;
 }
 
+bool MigrationRun::refuse(const std::string& line) {
+  err_ << fmt::format("veq-migrate: {}\n", line);
+  return false;
+}
+
 bool MigrationRun::checkTimeZone() {
   try {
     session_.setTimeZone(runTimeZone(options_));
@@ -123,81 +92,38 @@ bool MigrationRun::checkTimeZone() {
 }
 
 bool MigrationRun::openStores() {
-  for (const LegacyStoreKind& kind : legacyStoreKinds()) {
-    const std::string& path = storePath(options_, kind);
-    if (path.empty()) continue;
-    std::shared_ptr<VEQFMDatabase> db;
-    if (const Problem problem = openCheckedDatabase(path, SQLITE_OPEN_READONLY, &db)) return refuse(path, *problem);
-    if (!db->executeStatements(kLegacyPragmas)) return refuse(path, "cannot read: " + db->lastErrorMessage());
-    stores_.push_back({&kind, path, std::make_shared<VEQFMDatabaseQueue>(db)});
-  }
+  StorePaths paths;
+  for (const LegacyStoreKind& kind : legacyStoreKinds()) paths[static_cast<size_t>(kind.store)] = storePath(options_, kind);
+  if (const Problem problem = openLegacyStores(paths, &stores_)) return refuse(*problem);
   if (stores_.empty()) return refuse("run", "no legacy store given (--ios, --android or --android-cloud)");
   return true;
 }
 
 bool MigrationRun::checkDefaults() {
-  VEQUserDefaults& defaults = session_.userDefaults();
-  defaults.clear();
-  const std::string& path = options_.defaultsPath;
-  if (path.empty()) return true;
-  std::error_code ec;
-  if (!fs::is_regular_file(path, ec)) return refuse(path, fs::exists(path, ec) ? "not a regular file" : "no such file");
-  std::string error;
-  if (!defaults.loadFromFile(path, &error)) return refuse(path, error);
+  if (const Problem problem = loadUserDefaults(options_.defaultsPath, session_.userDefaults())) return refuse(*problem);
   return true;
 }
 
-// Every file the run writes must be a file of its own (command_paths.h): not
-// an input, not the output, not the defaults, not another report. Then each
-// written file must be creatable where it is named.
+// Every file the run writes must be a file of its own (files/path_clash.h):
+// not an input, not the output, not the defaults, not another report. Then
+// each written file must be creatable where it is named.
 bool MigrationRun::checkOutputPaths() {
   std::vector<NamedPath> files;
   for (const OpenStore& store : stores_) files.push_back({store.path, storeOption(*store.kind), false});
-  files.push_back({options_.defaultsPath, "--defaults", true});
+  // The defaults are replaced through a new file renamed into place.
+  files.push_back({options_.defaultsPath, "--defaults", true, true});
   files.push_back({options_.outPath, "--out", true});
   files.push_back({options_.jsonPath, "--json", true});
   files.push_back({options_.rejectsPath, "--rejects", true});
   files.push_back({options_.htmlPath, "--html", true});
-  if (const std::optional<PathClash> clash = findPathClash(files)) {
-    return refuse(clash->written.path,
-                  fmt::format("{} names the same file as {}", clash->written.option, clash->other.option));
-  }
-  std::error_code ec;
-  for (const NamedPath& file : files) {
-    if (!file.written || file.path.empty()) continue;
-    const std::string& path = file.path;
-    if (fs::is_directory(path, ec)) return refuse(path, "is a directory");
-    const fs::path parent = fs::path(path).parent_path();
-    if (!parent.empty() && !fs::is_directory(parent, ec)) return refuse(path, "no such directory");
-    const std::string directory = parent.empty() ? std::string(".") : parent.string();
-    // The defaults are replaced through a new file renamed into place.
-    const std::string& probe = fs::exists(path, ec) && file.option != "--defaults" ? path : directory;
-    if (::access(probe.c_str(), W_OK) != 0) return refuse(path, "not writable");
-  }
+  if (const Problem problem = checkWrittenFiles(files)) return refuse(*problem);
   return true;
 }
 
 bool MigrationRun::openOutput() {
-  const std::string& path = options_.outPath;
-  std::error_code ec;
-  const bool created = !fs::exists(path, ec);
-  std::shared_ptr<VEQFMDatabase> db;
-  Problem problem = created || fs::file_size(path, ec) == 0 ? createDatabase(path, &db)
-                                                             : openCheckedDatabase(path, SQLITE_OPEN_READWRITE, &db);
-  if (!problem) problem = prepareOutput(*db, options_.lockWait);
-  if (problem) {
-    if (created) discardOutput(db.get());
-    return refuse(path, *problem);
-  }
-  failedStatementsBefore_ = db->failedStatementCount();
-  output_ = std::make_shared<VEQFMDatabaseQueue>(db);
+  if (const Problem problem = veq::openOutput(options_.outPath, options_.lockWait, &output_)) return refuse(*problem);
+  failedStatementsBefore_ = output_->database()->failedStatementCount();
   return true;
-}
-
-void MigrationRun::discardOutput(VEQFMDatabase* db) {
-  if (db) db->close();
-  std::error_code ignored;
-  for (const char* suffix : {"", "-journal"}) fs::remove(options_.outPath + suffix, ignored);
 }
 
 void MigrationRun::attachStores() {

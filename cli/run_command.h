@@ -1,8 +1,9 @@
 // run_command.h — `veq-migrate run`: migrate legacy stores into a new database.
 //
 // runMigration works in three phases:
-//   1. Check, writing nothing: the time zone resolves (runTimeZone); every legacy store
-//      given opens read-only (kLegacyPragmas) and passes the checks of database_inspection.h;
+//   1. Check, writing nothing (files/migration_files.h): the time zone resolves
+//      (runTimeZone); every legacy store given opens read-only (kLegacyPragmas)
+//      and passes the checks of files/database_inspection.h;
 //      the defaults file exists and holds a JSON object; the output is not one
 //      of the inputs, its directory exists, and it is absent, empty or a sound
 //      SQLite database; the JSON report's and the rejects file's places are
@@ -42,6 +43,7 @@
 #include "cli/exit_status.h"
 #include "cli/report.h"
 #include "collaborators/time_zone.h"
+#include "files/migration_files.h"
 
 namespace veq {
 
@@ -58,7 +60,7 @@ struct RunOptions {
   bool progress = false;         // draw a progress line on `err`
   bool quiet = false;            // no report on `out` (errors still go to `err`)
   // How long to wait for another process's write lock on the output.
-  std::chrono::milliseconds lockWait{10000};
+  std::chrono::milliseconds lockWait = kDefaultLockWait;
 };
 
 // kOk, kFailures, or kRefused (nothing written); see exit_status.h.
@@ -71,25 +73,5 @@ ExitStatus runMigration(const RunOptions& options, std::ostream& out, std::ostre
 // names the zone, when it cannot be resolved; a run then refuses (kRefused)
 // with that text.
 std::shared_ptr<const VEQTimeZone> runTimeZone(const RunOptions& options);
-
-// Connection settings of the output database, for bulk loading: one
-// transaction per legacy table, so a rollback journal (which copies only
-// pages that existed before) writes less than a write-ahead log (which writes
-// every page twice); NORMAL syncs once per commit; a 4 MiB page cache, sized
-// for a phone: records arrive in key order, so inserts and look-ups touch the
-// right edge of the table and its indexes, which a few hundred pages hold. On
-// a million intervals 4, 8 and 32 MiB cost the same CPU, and the run's peak
-// memory follows the caches: 13 MiB with these settings, 19 MiB with 8 MiB
-// (and 1 MiB for the legacy store), 54 MiB with 32 MiB (and SQLite's 2 MiB).
-// The benchmark's yardstick uses the same.
-inline constexpr const char* kOutputPragmas =
-    "PRAGMA journal_mode=DELETE; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-4096; PRAGMA temp_store=MEMORY;";
-
-// Connection settings of each legacy store: a 512 KiB page cache. A legacy
-// table is read once, front to back, so its pages are not read again; what
-// is worth caching is the upper levels of the indexes behind the grouped
-// counts and the per-track look-ups, a few dozen pages. At SQLite's default
-// of 2 MiB the three stores of a whole run would hold 6 MiB.
-inline constexpr const char* kLegacyPragmas = "PRAGMA cache_size=-512;";
 
 }  // namespace veq

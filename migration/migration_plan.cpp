@@ -51,6 +51,12 @@ std::vector<MigrationStep> migrationSteps(const LegacyStoreKind& kind) {
   return steps;
 }
 
+std::vector<MigrationStep> presentSteps(const LegacyStoreKind& kind, const std::set<std::string>& tables) {
+  std::vector<MigrationStep> steps = migrationSteps(kind);
+  std::erase_if(steps, [&](const MigrationStep& step) { return !tables.count(step.table); });
+  return steps;
+}
+
 std::vector<VEQDict> registryRecords(const LegacyStoreKind& kind, VEQFMDatabaseQueue* store) {
   std::vector<VEQDict> records;
   for (const VEQDict& row : VEQOldDBManager::getOneTableAllDataWithDbQueue(store, kind.registryTable)) {

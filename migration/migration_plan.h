@@ -64,6 +64,9 @@ const LegacyStoreKind& legacyStoreKind(LegacyStore store);
 
 // The steps of one kind of store, in the order above.
 std::vector<MigrationStep> migrationSteps(const LegacyStoreKind& kind);
+// Those of them whose table is among `tables` (a store's tableNames): what a
+// run of that store migrates.
+std::vector<MigrationStep> presentSteps(const LegacyStoreKind& kind, const std::set<std::string>& tables);
 
 // The registry records of a store: its registry table's rows, each reduced
 // to the registry columns.

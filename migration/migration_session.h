@@ -39,6 +39,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "collaborators/collaborator_state.h"
@@ -56,6 +57,7 @@ enum class LegacyStore;
 struct LegacyStoreKind;
 struct MigrationListener;
 struct MigrationSummary;
+struct MigrationStep;
 
 class VEQMigrationSession {
  public:
@@ -124,6 +126,12 @@ class VEQMigrationSession {
   // of that kind is attached.
   MigrationSummary migrateStore(LegacyStore kind, VEQFMDatabaseQueue* output,
                                 const MigrationListener* listener = nullptr);
+  // migrateTable runs the one step of the kind's store for `table`, as
+  // migrateStore would run it. Throws std::invalid_argument when no store
+  // of that kind is attached, or the store holds no such table that a step
+  // names.
+  MigrationSummary migrateTable(LegacyStore kind, const std::string& table, VEQFMDatabaseQueue* output,
+                                const MigrationListener* listener = nullptr);
   // migrateAllStores runs the attached stores in plan order (iOS, Android,
   // Android cloud) and stops where a store's run stopped.
   MigrationSummary migrateAllStores(VEQFMDatabaseQueue* output, const MigrationListener* listener = nullptr);
@@ -147,6 +155,11 @@ class VEQMigrationSession {
     VEQFMDatabaseQueue* store;
   };
   std::vector<AttachedStore> attachedStores_;  // in plan order
+  const AttachedStore& attachedStore(LegacyStore kind) const;
+  // Runs `steps` of `store` into `output`, appending to `result`; stops
+  // (stopReason set) after a table that ended in a fatal error.
+  void runSteps(const AttachedStore& store, const std::vector<MigrationStep>& steps, VEQFMDatabaseQueue* output,
+                const MigrationListener* listener, MigrationSummary& result);
 };
 
 }  // namespace veq

@@ -19,8 +19,11 @@
 // A MigrationListener hears each table start and finish and each row's
 // outcome as the driver reports it; any member may be left empty. A
 // listener that throws MigrationStopped from rowMigrated stops the run as a
-// fatal error does, its text being the cause; any other exception rolls the
-// table in progress back and reaches the plan call's caller.
+// fatal error does, its text being the cause; thrown from tableStarted it
+// stops the run before the table's first row (the table is listed, rolled
+// back, with nothing written; tableFinished is not called for it). Any other
+// exception rolls the table in progress back and reaches the plan call's
+// caller.
 #pragma once
 
 #include <array>
@@ -61,6 +64,7 @@ struct MigrationSummary {
   std::vector<TableSummary> tables;
   std::vector<std::pair<std::string, std::string>> notConverted;  // store label, table
   std::optional<std::string> stopReason;                           // none: every table ran
+  int stopCode = 0;  // with stopReason: MigrationStopped::code() (SQLITE_FULL for a full disk …)
 
   bool stopped() const { return stopReason.has_value(); }
 };
@@ -77,10 +81,16 @@ struct MigrationListener {
 };
 
 // Unwinds a driver at a fatal error; the plan calls catch it and report it
-// as the summary's stopReason.
+// as the summary's stopReason and stopCode.
 class MigrationStopped : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit MigrationStopped(const std::string& cause, int code = 0) : std::runtime_error(cause), code_(code) {}
+  // The SQLite primary result code of the fatal error; 0 when a listener
+  // stopped the run.
+  int code() const { return code_; }
+
+ private:
+  int code_;
 };
 
 }  // namespace veq

@@ -44,7 +44,7 @@ void runStep(const MigrationStep& step, VEQFMDatabaseQueue* output, VEQFMDatabas
   db.markErrors();
   legacy.markErrors();
   int64_t position = 0;
-  std::optional<std::string> fatal;
+  std::optional<MigrationStopped> fatal;
   try {
     step.driver(step.table, output, store, [&](const std::string&, VEQFMDatabase*, bool success) {
       const VEQRowReport& row = VEQProDBManager::lastRowReport();
@@ -54,24 +54,26 @@ void runStep(const MigrationStep& step, VEQFMDatabaseQueue* output, VEQFMDatabas
       // After an I/O error, a full disk or a lost lock the table cannot be
       // trusted and later statements fail too: stop here, and the queue
       // rolls the table back.
-      if (const int code = fatalErrorSinceMark(db)) throw MigrationStopped(sqlite3_errstr(code));
-      if (fatalErrorSinceMark(legacy)) throw MigrationStopped(unreadable(legacy));
+      if (const int code = fatalErrorSinceMark(db)) throw MigrationStopped(sqlite3_errstr(code), code);
+      if (const int code = fatalErrorSinceMark(legacy)) throw MigrationStopped(unreadable(legacy), code);
     });
   } catch (const MigrationStopped& e) {
-    fatal = e.what();
+    fatal.emplace(e);
   }
   // A store that could not be read to the table's end: the driver rolled
   // the table back rather than keep part of it.
-  if (!fatal && fatalErrorSinceMark(legacy)) fatal = unreadable(legacy);
+  if (const int code = fatalErrorSinceMark(legacy); !fatal && code) fatal.emplace(unreadable(legacy), code);
   // Rows were written but the table's transaction did not commit (COMMIT
   // itself failed): nothing of the table was kept.
   const bool wrote = summary.rowsWith(VEQRowOutcome::kInserted) + summary.rowsWith(VEQRowOutcome::kUpdated) > 0;
-  if (!fatal && wrote && !output->lastTransactionCommitted()) fatal = "cannot commit: " + db.firstErrorSinceMark();
+  if (!fatal && wrote && !output->lastTransactionCommitted()) {
+    fatal.emplace("cannot commit: " + db.firstErrorSinceMark(), db.lastErrorCode() & 0xff);
+  }
   summary.failedStatements = db.failedSinceMark();
   summary.firstError = db.firstErrorSinceMark();
   summary.rolledBack = fatal.has_value();
   if (listener.tableFinished) listener.tableFinished(summary, legacy);
-  if (fatal) throw MigrationStopped(*fatal);
+  if (fatal) throw *fatal;
 }
 
 }  // namespace
@@ -98,40 +100,67 @@ void VEQMigrationSession::attachLegacyStore(LegacyStore kind, VEQFMDatabaseQueue
 
 void VEQMigrationSession::detachLegacyStores() { attachedStores_.clear(); }
 
-MigrationSummary VEQMigrationSession::migrateStore(LegacyStore kind, VEQFMDatabaseQueue* output,
-                                                   const MigrationListener* listener) {
+const VEQMigrationSession::AttachedStore& VEQMigrationSession::attachedStore(LegacyStore kind) const {
   const auto attached = std::find_if(attachedStores_.begin(), attachedStores_.end(),
                                      [&](const AttachedStore& a) { return a.kind->store == kind; });
   if (attached == attachedStores_.end()) {
     throw std::invalid_argument("no " + legacyStoreKind(kind).label + " store is attached to the session");
   }
+  return *attached;
+}
+
+void VEQMigrationSession::runSteps(const AttachedStore& store, const std::vector<MigrationStep>& steps,
+                                   VEQFMDatabaseQueue* output, const MigrationListener* listener,
+                                   MigrationSummary& result) {
   Scope scope(*this);
-  const LegacyStoreKind& k = *attached->kind;
+  const LegacyStoreKind& k = *store.kind;
   const MigrationListener none;
   const MigrationListener& hear = listener ? *listener : none;
-  VEQFMDatabase& legacy = *attached->store->database();
-  const std::set<std::string> present = tableNames(legacy);
-  std::set<std::string> sent;
-  MigrationSummary result;
-  for (const MigrationStep& step : migrationSteps(k)) {
-    if (!present.count(step.table)) continue;
-    sent.insert(step.table);
+  VEQFMDatabase& legacy = *store.store->database();
+  for (const MigrationStep& step : steps) {
     TableSummary& summary = result.tables.emplace_back();
     summary.store = k.label;
     summary.table = step.table;
     summary.rows = rowCount(legacy, step.table);
-    if (hear.tableStarted) hear.tableStarted(summary);
     try {
-      runStep(step, output, attached->store, hear, summary);
+      if (hear.tableStarted) hear.tableStarted(summary);
+      runStep(step, output, store.store, hear, summary);
     } catch (const MigrationStopped& e) {
+      summary.rolledBack = true;
+      result.stopCode = e.code();
       result.stopReason = std::string(e.what()) + " while migrating " + k.label + " " + step.table +
                           "; that table was rolled back and the run stopped";
-      return result;
+      return;
     }
   }
+}
+
+MigrationSummary VEQMigrationSession::migrateStore(LegacyStore kind, VEQFMDatabaseQueue* output,
+                                                   const MigrationListener* listener) {
+  const AttachedStore& store = attachedStore(kind);
+  const std::set<std::string> present = tableNames(*store.store->database());
+  MigrationSummary result;
+  runSteps(store, presentSteps(*store.kind, present), output, listener, result);
+  if (result.stopped()) return result;
+  std::set<std::string> sent;
+  for (const TableSummary& table : result.tables) sent.insert(table.table);
   for (const std::string& table : present) {
-    if (!sent.count(table)) result.notConverted.emplace_back(k.label, table);
+    if (!sent.count(table)) result.notConverted.emplace_back(store.kind->label, table);
   }
+  return result;
+}
+
+MigrationSummary VEQMigrationSession::migrateTable(LegacyStore kind, const std::string& table,
+                                                   VEQFMDatabaseQueue* output, const MigrationListener* listener) {
+  const AttachedStore& store = attachedStore(kind);
+  const std::vector<MigrationStep> steps = presentSteps(*store.kind, tableNames(*store.store->database()));
+  const auto step = std::find_if(steps.begin(), steps.end(), [&](const MigrationStep& s) { return s.table == table; });
+  if (step == steps.end()) {
+    throw std::invalid_argument("the " + store.kind->label + " store holds no table \"" + table +
+                                "\" that a conversion takes");
+  }
+  MigrationSummary result;
+  runSteps(store, {*step}, output, listener, result);
   return result;
 }
 

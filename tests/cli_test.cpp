@@ -15,7 +15,7 @@
 #include <sstream>
 #include <thread>
 
-#include "cli/database_inspection.h"
+#include "files/database_inspection.h"
 #include "migration/migration_plan.h"
 #include "cli/run_command.h"
 #include "migration/migration_session.h"

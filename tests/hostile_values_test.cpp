@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/database_inspection.h"
+#include "files/database_inspection.h"
 #include "collaborators/sql_identifier.h"
 #include "tool_test_support.h"
 

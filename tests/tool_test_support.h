@@ -26,7 +26,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/database_inspection.h"
+#include "files/database_inspection.h"
 #include "collaborators/fmdb.h"
 #include "test_support.h"
 

@@ -1,5 +1,5 @@
 // database_inspection.cpp — file checks before a run, counts during it.
-#include "cli/database_inspection.h"
+#include "files/database_inspection.h"
 
 #include <fmt/format.h>
 #include <sqlite3.h>

@@ -36,7 +36,7 @@
 #include <string>
 #include <system_error>
 
-#include "cli/problem.h"
+#include "files/problem.h"
 #include "collaborators/fmdb.h"
 #include "migration/migration_plan.h"
 
