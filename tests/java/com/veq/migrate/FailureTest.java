@@ -175,15 +175,4 @@ class FailureTest {
       assertEquals(List.of(2L, 2L), List.of(devices.rows(), devices.kept()));
     }
   }
-
-  @Test
-  void aClosedMigrationRefusesCalls(@TempDir Path dir) {
-    Migration migration = android(dir);
-    migration.close();
-    migration.close();
-    assertThrows(IllegalStateException.class, migration::rowCounts);
-    try (Migration other = android(dir)) {
-      assertThrows(IllegalArgumentException.class, () -> other.migrateTable(Store.ANDROID, "no_such_table"));
-    }
-  }
 }
