@@ -3,7 +3,8 @@
 # prefix, then builds and runs the example application against it, once
 # through the CMake package and once through pkg-config; then the C example
 # (the C interface's header and shared library) the same two ways, on stores
-# the build's tool generates.
+# the build's tool generates; then the Java example against the installed jar
+# and JNI library (check-install-java.sh).
 # Usage: scripts/check-install.sh BUILD_DIR
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -37,3 +38,4 @@ cc -std=c99 -Wall -Wextra -pedantic -Werror examples/c_migrate/main.c -o "$prefi
   $(pkg-config --cflags --libs veq_migrate_c)
 LD_LIBRARY_PATH="$(pkg-config --variable=libdir veq_migrate_c)" c_example "$prefix/pc-c-example"
 echo "install check: the examples build and run against the installed package (CMake and pkg-config; C++ and C)"
+scripts/check-install-java.sh "$prefix/usr"

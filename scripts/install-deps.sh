@@ -9,6 +9,7 @@ packages=(
   libhowardhinnant-date-dev tzdata
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   chromium  # renders the HTML report in a test
+  default-jdk-headless junit5  # the Android bridge's jar, JNI library and JVM tests
 )
 
 missing=()

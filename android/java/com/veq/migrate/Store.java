@@ -1,0 +1,31 @@
+package com.veq.migrate;
+
+/** The three kinds of legacy store, in the order a whole migration runs them. */
+public enum Store {
+  /** The legacy iOS store (tables such as "t_user_device", "t_sport_data"). */
+  IOS("ios"),
+  /** The legacy Android store (tables such as "BASIC_INFOS", "HEALTH_HEART_RATE"). */
+  ANDROID("android"),
+  /** The Android store of data that came from the cloud (the same tables). */
+  ANDROID_CLOUD("android_cloud");
+
+  private final String label;
+
+  Store(String label) {
+    this.label = label;
+  }
+
+  /** The label in summaries and messages: "ios", "android", "android_cloud". */
+  public String label() {
+    return label;
+  }
+
+  static Store fromLabel(String label) {
+    for (Store store : values()) {
+      if (store.label.equals(label)) {
+        return store;
+      }
+    }
+    throw new IllegalStateException("unknown store label \"" + label + "\"");
+  }
+}
