@@ -65,6 +65,7 @@
 #include <string_view>
 #include <utility>
 
+#include "collaborators/db_manager.h"
 #include "collaborators/fmdb.h"
 #include "collaborators/key_marks.h"
 #include "collaborators/sdk_utility.h"
@@ -153,9 +154,15 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
 // hands the record to it and returns true; the writer then writes it
 // through the stream or with veqWriteHealthRecord.
 
-// The row-by-row write: steps 1 to 4 above.
+// A record's look-up text as read once (VEQDBManager::readHealthLookup):
+// its keys when the text is the table's constant look-up, else empty. The
+// keys' texts point into the look-up text, which must outlive them.
+using VEQReadLookup = std::optional<VEQDBManager::HealthLookupKeys>;
+
+// The row-by-row write: steps 1 to 4 above. `read` is `existsSql` as the
+// writer already read it, or nullptr to read it here.
 bool veqWriteHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
-                          VEQHealthWrite write);
+                          VEQHealthWrite write, const VEQReadLookup* read = nullptr);
 
 // Where a record's key values are in its argument list (argumentIndex of
 // each key column, keyColumns order).
@@ -164,13 +171,15 @@ struct VEQRecordKeyArguments {
   size_t count = 0;
 };
 // The record's key arguments when writing it is exactly one INSERT of its
-// arguments: `existsSql` is the table's constant look-up for the record's
-// own keys, and the key marks know no record has them. Empty otherwise.
-std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, const std::string& existsSql,
+// arguments: its look-up (`lookup`, read from its text) is the table's
+// constant look-up for the record's own keys, and the key marks know no
+// record has them. Empty otherwise.
+std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, const VEQReadLookup& lookup,
                                                          const VEQHealthRecord& record);
-// True when the key marks know a record with `record`'s keys is there (the
-// record the table's last probe found): inserting it once changes nothing.
-bool veqRecordKnownPresent(VEQFMDatabase* db, const std::string& existsSql, const VEQHealthRecord& record);
+// True when the key marks know a record with the looked-up keys is there
+// (the record the table's last probe found): inserting it once changes
+// nothing.
+bool veqRecordKnownPresent(VEQFMDatabase* db, const VEQReadLookup& lookup, const VEQHealthRecord& record);
 // Reports a written record's keys (found in `args` at `keys`) to the marks.
 void veqNoteWrittenKeys(VEQFMDatabase* db, VEQHealthTable table, VEQRecordWrite write, const VEQArray& args,
                         const VEQRecordKeyArguments& keys);

@@ -56,10 +56,9 @@ void veqNoteWrittenKeys(VEQFMDatabase* db, VEQHealthTable table, VEQRecordWrite 
   veqNoteRecordKeys(db, table, std::span(keys).first(keyAt.count), write);
 }
 
-std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, const std::string& existsSql,
+std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, const VEQReadLookup& keys,
                                                          const VEQHealthRecord& record) {
   if (db == nullptr) return std::nullopt;
-  const std::optional<VEQDBManager::HealthLookupKeys> keys = VEQDBManager::readHealthLookup(record.table(), existsSql);
   if (!keys || !recordHasKeys(record, *keys)) return std::nullopt;
   const VEQRecordKeyArguments at = keyArguments(record);
   for (size_t i = 0; i < at.count; ++i) {
@@ -69,9 +68,8 @@ std::optional<VEQRecordKeyArguments> veqAbsentRecordKeys(VEQFMDatabase* db, cons
   return at;
 }
 
-bool veqRecordKnownPresent(VEQFMDatabase* db, const std::string& existsSql, const VEQHealthRecord& record) {
+bool veqRecordKnownPresent(VEQFMDatabase* db, const VEQReadLookup& keys, const VEQHealthRecord& record) {
   if (db == nullptr) return false;
-  const std::optional<VEQDBManager::HealthLookupKeys> keys = VEQDBManager::readHealthLookup(record.table(), existsSql);
   return keys && veqKnownRecord(db, record.table(), keys->span()) == VEQKnownRecord::kFound;
 }
 
@@ -86,7 +84,7 @@ bool veqUpsertHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQH
 }
 
 bool veqWriteHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHealthRecord record,
-                          VEQHealthWrite write) {
+                          VEQHealthWrite write, const VEQReadLookup* read) {
   const VEQHealthTable table = record.table();
   const VEQSyncSqlManager& sql = VEQSyncSqlManager::shareInstance();
   const VEQRecordKeyArguments keyAt = keyArguments(record);
@@ -95,8 +93,9 @@ bool veqWriteHealthRecord(VEQFMDatabase* db, const std::string& existsSql, VEQHe
   VEQRecordWrite how = VEQRecordWrite::kInsert;
   VEQArray args;
   const bool straightforward = VEQMigrationSession::current().straightforwardPaths();
-  const std::optional<VEQDBManager::HealthLookupKeys> keys =
-      straightforward ? std::nullopt : VEQDBManager::readHealthLookup(table, existsSql);
+  const VEQReadLookup keys = straightforward ? std::nullopt
+                             : read         ? *read
+                                            : VEQDBManager::readHealthLookup(table, existsSql);
   if (keys && db != nullptr && write == VEQHealthWrite::kUpsert && !sql.updateByKeysSqlStr(table).empty() &&
       recordHasKeys(record, *keys)) {
     // Look-up and update in one statement; an insert when it found nothing.

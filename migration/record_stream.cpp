@@ -137,7 +137,7 @@ void VEQRecordWriter::take(VEQFMDatabase* db, const std::string& existsSql, VEQH
   // Slots are reused from row to row, so the look-up's text keeps its
   // buffer and a row of one record allocates nothing here.
   if (writeCount_ == writes_.size()) {
-    writes_.push_back(Write{db, existsSql, std::move(record), write});
+    writes_.push_back(Write{db, existsSql, std::move(record), write, std::nullopt});
   } else {
     Write& w = writes_[writeCount_];
     w.db = db;
@@ -198,19 +198,25 @@ void VEQRecordWriter::convertRow() {
   kind_ = Kind::kNoWrite;
   if (writeCount_ == 0) return;
   kind_ = Kind::kDirect;
+  // Each look-up text is read once, here, for the classification and the
+  // write alike; the slots no longer move, so the keys' texts stay valid.
+  for (size_t i = 0; i < writeCount_; ++i) {
+    Write& w = writes_[i];
+    w.lookup = VEQDBManager::readHealthLookup(w.record.table(), w.existsSql);
+  }
   // Records to insert once that the marks know are there already are left
   // as they are (a track's head, written by its first point): only the
   // row's last record may then remain to be written.
   streamAt_ = 0;
   while (streamAt_ + 1 < writeCount_ && writes_[streamAt_].write == VEQHealthWrite::kInsertOnce &&
          writes_[streamAt_].db == db_ &&
-         veqRecordKnownPresent(db_, writes_[streamAt_].existsSql, writes_[streamAt_].record)) {
+         veqRecordKnownPresent(db_, writes_[streamAt_].lookup, writes_[streamAt_].record)) {
     ++streamAt_;
   }
   if (streamAt_ + 1 != writeCount_) return;
   const Write& w = writes_[streamAt_];
   if (w.db != db_) return;
-  if (const std::optional<VEQRecordKeyArguments> keys = veqAbsentRecordKeys(w.db, w.existsSql, w.record)) {
+  if (const std::optional<VEQRecordKeyArguments> keys = veqAbsentRecordKeys(w.db, w.lookup, w.record)) {
     keys_ = *keys;
     kind_ = Kind::kStream;
   }
@@ -219,7 +225,7 @@ void VEQRecordWriter::convertRow() {
 void VEQRecordWriter::writeRowByRow() {
   for (size_t i = 0; i < writeCount_; ++i) {
     Write& w = writes_[i];
-    veqWriteHealthRecord(w.db, w.existsSql, std::move(w.record), w.write);
+    veqWriteHealthRecord(w.db, w.existsSql, std::move(w.record), w.write, &w.lookup);
   }
   writeCount_ = 0;
 }

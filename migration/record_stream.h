@@ -102,6 +102,7 @@ class VEQRecordWriter {
     std::string existsSql;
     VEQHealthRecord record;
     VEQHealthWrite write;
+    VEQReadLookup lookup;  // existsSql read once, when the row's records are all in
   };
 
   bool pullRow();
