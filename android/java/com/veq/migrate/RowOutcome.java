@@ -1,33 +1,31 @@
 package com.veq.migrate;
 
+import java.util.Locale;
+
 /**
  * What became of one legacy row. The constants stand in the order of the
  * library's codes, which {@link #fromCode} relies on.
  */
 public enum RowOutcome {
   /** The conversion said nothing (none of the library's does). */
-  UNSTATED("unstated"),
+  UNSTATED,
   /** A new record was written. */
-  INSERTED("inserted"),
+  INSERTED,
   /** The row's record existed and was rewritten in place. */
-  UPDATED("updated"),
+  UPDATED,
   /** Nothing needed writing, on purpose (or the row is only acknowledged). */
-  KEPT("kept"),
+  KEPT,
   /** The row cannot be placed; {@link Row#reason()} says why. */
-  SKIPPED("skipped"),
+  SKIPPED,
   /** The write failed; {@link Row#message()} holds the database's message. */
-  WRITE_FAILED("write_failed");
+  WRITE_FAILED;
 
   private static final RowOutcome[] BY_CODE = values();
-  private final String label;
-
-  RowOutcome(String label) {
-    this.label = label;
-  }
 
   /** The short stable name reports and files use ("inserted", "write_failed" …). */
   public String label() {
-    return label;
+    // The library's name of the constant: its own name in lower case.
+    return name().toLowerCase(Locale.ROOT);
   }
 
   static RowOutcome fromCode(int code) {

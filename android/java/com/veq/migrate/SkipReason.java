@@ -1,35 +1,33 @@
 package com.veq.migrate;
 
+import java.util.Locale;
+
 /**
  * Why a row was skipped. The constants stand in the order of the library's
  * codes, which {@link #fromCode} relies on.
  */
 public enum SkipReason {
   /** The row was not skipped (label ""). */
-  NONE(""),
+  NONE,
   /** The row names no device. */
-  NO_DEVICE_KEY("no_device_key"),
+  NO_DEVICE_KEY,
   /** A user row without a user id. */
-  NO_USER_ID("no_user_id"),
+  NO_USER_ID,
   /** The row's user or device is in no device registry. */
-  UNKNOWN_DEVICE("unknown_device"),
+  UNKNOWN_DEVICE,
   /** The row's day or time is missing, 0 or negative. */
-  NO_DATE("no_date"),
+  NO_DATE,
   /** A day of 1970: the device's clock was not set. */
-  YEAR_1970("year_1970"),
+  YEAR_1970,
   /** A workout longer than a day. */
-  DURATION_OVER_ONE_DAY("duration_over_one_day");
+  DURATION_OVER_ONE_DAY;
 
   private static final SkipReason[] BY_CODE = values();
-  private final String label;
-
-  SkipReason(String label) {
-    this.label = label;
-  }
 
   /** The short stable name reports and files use ("no_device_key" …). */
   public String label() {
-    return label;
+    // The library's name of the constant: its own name in lower case.
+    return this == NONE ? "" : name().toLowerCase(Locale.ROOT);
   }
 
   static SkipReason fromCode(int code) {
