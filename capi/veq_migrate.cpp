@@ -65,6 +65,18 @@ class KitZone final : public VEQTimeZone {
   void (*release_)(void*);
 };
 
+// The files a migration uses, for checkWrittenFiles: `first` (when it
+// names a file) ahead of the stores, which are read, and the output,
+// written or not as the caller checks it.
+std::vector<NamedPath> migrationFiles(const std::vector<OpenStore>& stores, const std::string& output,
+                                      bool outputWritten, const NamedPath& first) {
+  std::vector<NamedPath> files;
+  if (!first.path.empty()) files.push_back(first);
+  for (const OpenStore& store : stores) files.push_back({store.path, kStoreLabels[size_t(store.kind->store)], false});
+  files.push_back({output, kOutputLabel, outputWritten});
+  return files;
+}
+
 bool validStore(veq_store store) { return store >= VEQ_STORE_IOS && store <= VEQ_STORE_ANDROID_CLOUD; }
 
 LegacyStore storeOf(veq_store store) { return static_cast<LegacyStore>(store); }
@@ -383,10 +395,8 @@ veq_status veq_migration_open(veq_migration* m, const char* output_path, const c
     }
     std::vector<OpenStore> stores;
     if (const Problem problem = openLegacyStores(paths, &stores)) throw failure(VEQ_ERROR_STORE, *problem);
-    std::vector<NamedPath> files;
-    for (const OpenStore& store : stores) files.push_back({store.path, kStoreLabels[size_t(store.kind->store)], false});
-    files.push_back({output, kOutputLabel, true});
-    if (const Problem problem = checkWrittenFiles(files)) throw failure(VEQ_ERROR_OUTPUT, *problem);
+    if (const Problem problem = checkWrittenFiles(migrationFiles(stores, output, true, {})))
+      throw failure(VEQ_ERROR_OUTPUT, *problem);
     bool locked = false;
     std::shared_ptr<VEQFMDatabaseQueue> queue;
     if (const Problem problem = openOutput(output, m->lockWait, &queue, &locked)) {
@@ -411,10 +421,9 @@ veq_status veq_migration_set_user_defaults(veq_migration* m, const char* path) {
     requireOpen(m);
     const std::string defaults = text(path);
     if (defaults.empty()) throw failure(VEQ_ERROR_ARGUMENT, "no user-defaults file given");
-    std::vector<NamedPath> files = {{defaults, kDefaultsLabel, true, true}};
-    for (const OpenStore& store : m->stores) files.push_back({store.path, kStoreLabels[size_t(store.kind->store)], false});
-    files.push_back({m->outputPath, kOutputLabel, false});
-    if (const Problem problem = checkWrittenFiles(files)) throw failure(VEQ_ERROR_DEFAULTS, *problem);
+    const NamedPath written = {defaults, kDefaultsLabel, true, true};
+    if (const Problem problem = checkWrittenFiles(migrationFiles(m->stores, m->outputPath, false, written)))
+      throw failure(VEQ_ERROR_DEFAULTS, *problem);
     VEQUserDefaults loaded;
     if (const Problem problem = loadUserDefaults(defaults, loaded)) throw failure(VEQ_ERROR_DEFAULTS, *problem);
     m->session.userDefaults() = std::move(loaded);
